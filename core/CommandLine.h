@@ -1,0 +1,20 @@
+// What the command line asks this process to be.
+#pragma once
+
+#include <string>
+
+enum class RunMode { Master, SelfTestUpdate, SelfTest, Timeline, Child };
+
+struct CommandLine {
+    RunMode mode = RunMode::Master;
+    std::string selfTestUpdateValue;  // for SelfTestUpdate
+    std::string manifestOverride;     // the last "--update-manifest=" seen before the walk ended
+    int timelineMasterPid = 0;        // for Timeline
+    std::string childArg;             // for Child
+};
+
+// Two walks: the first, in order, takes "--update-manifest=VALUE" and stops at the first
+// "--selftest-update=VALUE" (prefixes count only at the start of an argument); the second looks for
+// "--selftest" anywhere. Then "--timeline [pid]" and "--child [arg]", only as the first argument.
+// Anything else is ignored, and the process is the master.
+CommandLine ParseCommandLine(int argc, const char* const* argv);

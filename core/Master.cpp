@@ -1,0 +1,63 @@
+#include "core/Master.h"
+
+#include "bridge/WebView.h"
+#include "core/AppState.h"
+#include "core/Threads.h"
+#include "persist/AppSettings.h"
+#include "persist/SessionFile.h"
+#include "platform/Platform.h"
+#include "platform/Window.h"
+
+namespace {
+
+constexpr const char* kWindowTitle = "Quorvane (Pro Version 1.0.1)";
+
+}  // namespace
+
+void LoadMainUi(WebView& w) {
+    g_MainPageReady = false;
+    w.set_html(MainUiDocument(PlatformResourceDir()));
+}
+
+int RunMaster() {
+    if (!PlatformAcquireSingleInstanceLock()) {
+        PlatformActivateOtherInstance();
+        return 0;
+    }
+
+    g_SessionStateFilePath = PlatformDataDir() + "/session.dat";
+    if (!LoadSessionState()) profiles.push_back(MacroProfile{kDefaultProfileName, "", {}});
+    EnsureDefaultProfileExists();
+    LoadAppSettings();
+
+    StartThreads();
+
+    {
+        WebView w(false);
+        if (!w.ok()) {
+            ShutDown();
+            return 1;
+        }
+        g_MasterWindow = w.window();
+        g_MasterEvalFn.Set([&w](const std::string& script) { w.dispatch([&w, script] { w.eval(script); }); });
+        w.set_title(kWindowTitle);
+        w.set_size(420, 560, SizeHint::None);
+        LoadMainUi(w);
+        if (g_StartMinimized) {
+            // minimising arrives with the window shell
+        } else {
+            PlatformBringToFront(w.window());
+        }
+        PlatformInstallQuitHandler([&w] { w.terminate(); });
+
+        w.run();
+
+        CancelUpdates();
+        SaveGeometry();
+        PlatformInstallQuitHandler(nullptr);
+        g_MasterEvalFn.Clear();
+        g_MasterWindow = nullptr;
+    }
+    ShutDown();
+    return 0;
+}

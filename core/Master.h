@@ -1,0 +1,24 @@
+// The master process: start-up, the main page, and the one way out.
+#pragma once
+
+#include <string>
+
+class WebView;
+
+// Runs the master from start-up to exit; returns the exit status.
+int RunMaster();
+
+// The text to show in the main window: the page from resourceDir/ui with its scripts inlined, or the
+// missing-page message.
+std::string MainUiDocument(const std::string& resourceDir);
+
+// Loads the main page into the window; g_MainPageReady falls until the page first asks for its settings.
+void LoadMainUi(WebView& w);
+
+// Stops everything in order. Safe to call twice and from two threads: the second call returns at once.
+void ShutDown();
+
+void CancelUpdates();
+
+// Keeps the window's placement in the settings when it has a size.
+void SaveGeometry();

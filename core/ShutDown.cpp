@@ -1,0 +1,60 @@
+#include "core/AppState.h"
+#include "core/Master.h"
+#include "core/Signals.h"
+#include "core/Wake.h"
+#include "persist/AppSettings.h"
+#include "persist/SessionFile.h"
+#include "platform/Platform.h"
+#include "platform/Window.h"
+
+void CancelUpdates() {
+    std::lock_guard<std::mutex> lock(g_UpdateUiMutex);
+    g_UpdateInstallCancel = true;
+}
+
+void SaveGeometry() {
+    void* window = g_MasterWindow;
+    if (!window) return;
+    int x = 0, y = 0, width = 0, height = 0;
+    bool maximized = false;
+    if (!PlatformGetWindowPlacement(window, x, y, width, height, maximized)) return;
+    if (width <= 0 || height <= 0) return;
+    g_SavedWindowX = x;
+    g_SavedWindowY = y;
+    g_SavedWindowWidth = width;
+    g_SavedWindowHeight = height;
+    g_SavedMaximized = maximized;
+    g_HasSavedWindowPos = true;
+    SaveAppSettings();
+}
+
+void ShutDown() {
+    static std::atomic<bool> done{false};
+    if (done.exchange(true)) return;
+
+    CancelUpdates();
+    if (g_MasterWindow) SaveGeometry();
+    SaveSessionState();
+    g_AppRunning = false;
+
+    // Release the mouse buttons and the Key Spammer's keys before the input services go away.
+    triggerAutoClickStop = true;
+    triggerKeySpamStop = true;
+    ProcessSignals();
+
+    {
+        std::lock_guard<std::mutex> lock(g_ChildrenMutex);
+        for (const auto& [panel, pid] : g_ActiveChildProcesses) PlatformSignalChild(pid, 15);
+        g_ActiveChildProcesses.clear();
+    }
+
+    Wake(g_SignalWake);
+    Wake(g_AutoClickWake);
+    Wake(g_KeySpamWake);
+    Wake(g_PlaybackWake);
+
+    for (auto& t : g_Threads) {
+        if (t.joinable()) t.join();
+    }
+    while (!g_Threads.empty()) g_Threads.pop_back();
+}

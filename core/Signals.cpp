@@ -1,0 +1,250 @@
+#include "core/Signals.h"
+
+#include "bridge/BindArgs.h"
+#include "core/AppState.h"
+#include "core/Threads.h"
+#include "core/Wake.h"
+#include "engine/KeySpammer.h"
+#include "engine/Recorder.h"
+#include "input/Injection.h"
+
+namespace {
+
+// Exchanges a trigger with false: true when it was set, and then it is taken.
+bool Take(std::atomic<bool>& trigger) { return trigger.exchange(false); }
+
+void ApplyCapturedKey() {
+    const int code = currentReassign;
+    const int key = capturedReassignKey;
+    if (code == 0 || key == 0) return;
+    if (key != 27) {  // Escape cancels the capture
+        switch (code) {
+            case 1: vkRecord = key; break;
+            case 2: vkPlay = key; break;
+            case 3: vkAutoClicker = key; break;
+            case 4: vkKeySpamHotkey = key; break;
+            case 5: AppendKeySpamTarget(key); break;
+            case 6: vkUnlock = key; break;
+            default: break;
+        }
+    }
+    currentReassign = 0;
+    capturedReassignKey = 0;
+}
+
+void StartNewRecording() {
+    std::lock_guard<std::mutex> lock(profileMutex);
+    StartFreshRecordingLocked();
+}
+
+void StartContinuedRecording() {
+    std::lock_guard<std::mutex> lock(profileMutex);
+    StartContinuedRecordingLocked();
+}
+
+void EndRecording() {
+    isRecording = false;
+    FinishRecording();
+    StopToolsIfEnabled();
+}
+
+void ReleaseMacroButtons() {
+    // A macro's stop lifts left and right only; a middle button pressed by the macro stays down.
+    PlatformMouseButtonUp(0);
+    PlatformMouseButtonUp(1);
+}
+
+void ReleaseSpammerButtons() {
+    PlatformMouseButtonUp(0);
+    PlatformMouseButtonUp(1);
+    PlatformMouseButtonUp(2);
+}
+
+}  // namespace
+
+void SignalProcessorThread() {
+    PlatformNameThread("QVN signals");
+    PlatformRaiseThreadPriority();
+    if (!g_AppRunning) return;
+    while (g_AppRunning) {
+        ProcessSignals();
+        WaitForWake(g_SignalWake);
+    }
+}
+
+void ProcessSignals() {
+    const bool wasAutoClicking = isAutoClicking;
+    const bool wasKeySpamming = isKeySpamming;
+
+    ApplyCapturedKey();
+
+    if (Take(triggerRecord)) {
+        if (isPlaying) {
+            // dropped: recording and playback exclude each other
+        } else if (isRecording) {
+            EndRecording();
+        } else {
+            StartNewRecording();
+        }
+    }
+    if (Take(triggerRecordStart) && !isPlaying && !isRecording) StartNewRecording();
+    if (Take(triggerRecordContinue) && !isPlaying && !isRecording) StartContinuedRecording();
+    if (Take(triggerUndoContinue)) {
+        std::lock_guard<std::mutex> lock(profileMutex);
+        UndoContinueLocked();
+    }
+    if (Take(triggerRecordStop) && isRecording) EndRecording();
+
+    if (Take(triggerPlay) && !isRecording) {
+        const bool nowPlaying = !isPlaying;
+        isPlaying = nowPlaying;
+        if (!nowPlaying) {
+            ReleaseMacroButtons();
+            StopToolsIfEnabled();
+        }
+        WakePlaybackThread();
+    }
+    if (Take(triggerPlayStart) && !isRecording && !isPlaying) {
+        isPlaying = true;
+        WakePlaybackThread();
+    }
+    if (Take(triggerPlayStop) && !isRecording && isPlaying) {
+        isPlaying = false;
+        ReleaseMacroButtons();
+        StopToolsIfEnabled();
+        WakePlaybackThread();
+    }
+
+    if (Take(triggerAutoClicker)) {
+        const bool nowClicking = !isAutoClicking;
+        isAutoClicking = nowClicking;
+        if (!nowClicking) ReleaseSpammerButtons();
+        WakeAutoClickThread();
+    }
+    if (Take(triggerAutoClickStart) && !isAutoClicking) {
+        isAutoClicking = true;
+        WakeAutoClickThread();
+    }
+    if (Take(triggerAutoClickStop) && isAutoClicking) {
+        isAutoClicking = false;
+        ReleaseSpammerButtons();
+        WakeAutoClickThread();
+    }
+
+    if (Take(triggerKeySpam)) {
+        if (isKeySpamming) {
+            isKeySpamming = false;
+            ReleaseAllKeySpamTargets();
+        } else if (keySpamTargetCount > 0) {
+            isKeySpamming = true;
+        }
+        WakeKeySpamThread();
+    }
+    if (Take(triggerKeySpamStart) && !isKeySpamming && keySpamTargetCount > 0) {
+        isKeySpamming = true;
+        WakeKeySpamThread();
+    }
+    if (Take(triggerKeySpamStop) && isKeySpamming) {
+        isKeySpamming = false;
+        ReleaseAllKeySpamTargets();
+        WakeKeySpamThread();
+    }
+
+    if (isRecording) {
+        const bool autoNow = isAutoClicking;
+        const bool keyNow = isKeySpamming;
+        if (autoNow != wasAutoClicking) RecordToolToggle(1, autoNow);
+        if (keyNow != wasKeySpamming) RecordToolToggle(2, keyNow);
+    }
+}
+
+bool HotkeysLive() { return !g_HotkeyLockEnabled || g_HotkeysUnlocked; }
+bool HoldModeAuto() { return g_HoldModeAuto; }
+bool HoldModeKeySpam() { return g_HoldModeKeySpam; }
+
+bool HandleHotkeyDown(unsigned long key) {
+    const auto is = [key](const std::atomic<int32_t>& hotkey) {
+        return key == static_cast<unsigned long>(static_cast<long>(hotkey.load()));
+    };
+    if (is(vkUnlock) && g_HotkeyLockEnabled) {
+        const bool unlocked = !g_HotkeysUnlocked;
+        g_HotkeysUnlocked = unlocked;
+        if (!unlocked) {
+            triggerAutoClickStop = true;
+            triggerKeySpamStop = true;
+            triggerPlayStop = true;
+        }
+        WakeSignalProcessor();
+        return true;
+    }
+    if (g_HotkeyLockEnabled && !g_HotkeysUnlocked) return false;
+    if (is(vkRecord)) {
+        triggerRecord = true;
+    } else if (is(vkPlay)) {
+        triggerPlay = true;
+    } else if (is(vkAutoClicker)) {
+        (g_HoldModeAuto ? triggerAutoClickStart : triggerAutoClicker) = true;
+    } else if (is(vkKeySpamHotkey)) {
+        (g_HoldModeKeySpam ? triggerKeySpamStart : triggerKeySpam) = true;
+    } else {
+        return false;
+    }
+    WakeSignalProcessor();
+    return true;
+}
+
+void OnHotkeyReleased(unsigned long key) {
+    const auto is = [key](const std::atomic<int32_t>& hotkey) {
+        return key == static_cast<unsigned long>(static_cast<long>(hotkey.load()));
+    };
+    if (is(vkAutoClicker) && g_HoldModeAuto) {
+        triggerAutoClickStop = true;
+        WakeSignalProcessor();
+    }
+    if (is(vkKeySpamHotkey) && g_HoldModeKeySpam) {
+        triggerKeySpamStop = true;
+        WakeSignalProcessor();
+    }
+}
+
+void ApplyHoldMode(const std::string& text) {
+    const auto comma = text.find(',');
+    if (comma == std::string::npos) return;
+    const std::string word = text.substr(0, comma);
+    const bool on = text.substr(comma + 1) == "1";
+    if (word == "auto") {
+        g_HoldModeAuto = on;
+    } else if (word == "keyspam") {
+        g_HoldModeKeySpam = on;
+    }
+}
+
+void StopToolsIfEnabled() {
+    if (!g_StopToolsWithMacro) return;
+    triggerAutoClickStop = true;
+    triggerKeySpamStop = true;
+}
+
+void RecordToolToggle(int tool, bool on) {
+    UnifiedEvent e;
+    e.type = EventToolToggle;
+    e.time = RecordElapsedSeconds();
+    e.vk = tool;
+    e.down = on;
+    RecordEvent(e);
+}
+
+std::string BindReassignKey(const std::string& arg) {
+    static const struct {
+        const char* word;
+        int code;
+    } kWords[] = {{"rec", 1}, {"play", 2}, {"auto", 3}, {"keyspamhotkey", 4}, {"keyspamtarget", 5}, {"unlock", 6}};
+    const std::string word = ParseJSString(arg);
+    for (const auto& w : kWords) {
+        if (word == w.word) {
+            currentReassign = w.code;
+            break;
+        }
+    }
+    return "";
+}

@@ -1,0 +1,32 @@
+// The interruptible wait that every worker sleeps on.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+
+// A signalled flag with the mutex and condition variable to sleep on it. A wake sets the flag before it
+// notifies, and a wait consumes the flag, so a wake that comes while nobody waits is kept for the next wait.
+struct WakeEvent {
+    std::atomic<bool> signalled{false};
+    std::mutex mutex;
+    std::condition_variable cv;
+};
+
+extern WakeEvent g_SignalWake, g_AutoClickWake, g_KeySpamWake, g_PlaybackWake;
+
+// Sets the flag, passes through the mutex (so that a waiter between its flag test and its wait can't miss
+// the notification) and notifies one waiter. Callable from any thread, including the tap's.
+void Wake(WakeEvent& ev);
+void WakeSignalProcessor();
+void WakeAutoClickThread();
+void WakeKeySpamThread();
+void WakePlaybackThread();
+
+// Sleeps until the event is signalled or the application stops; consumes the signal.
+void WaitForWake(WakeEvent& ev);
+
+// Waits `ms` milliseconds on the steady clock from the moment of the call, or less when `ev` is signalled
+// (the signal is consumed) or the application stops. Sleeps until half a millisecond before the end and
+// yields the processor for the rest, which is where short intervals get their accuracy.
+void WaitIntervalOrWake(WakeEvent& ev, double ms);

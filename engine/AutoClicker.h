@@ -1,0 +1,5 @@
+// The Spammer: clicks a mouse button at an interval.
+#pragma once
+
+// Thread body "QVN autoclicker".
+void AutoClickerThread();

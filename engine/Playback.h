@@ -1,0 +1,5 @@
+// Macro playback.
+#pragma once
+
+// Thread body "QVN playback".
+void PlaybackThread();

@@ -1,0 +1,5 @@
+// The application settings file.
+#pragma once
+
+void LoadAppSettings();
+void SaveAppSettings();

@@ -1,0 +1,50 @@
+// Where the program keeps its files, where its pages are, one master per user, and the small file
+// operations that the rest of the system uses.
+#pragma once
+
+#include <string>
+
+// The private data folder, created on first use with mode 0700 (an existing looser one is tightened).
+// Computed once; safe from any thread.
+const std::string& PlatformDataDir();
+
+// The folder that holds the pages ("ui/", "boot/"); "." when there is none.
+std::string PlatformResourceDir();
+
+// The folder for temporary files, ending in the path separator.
+std::string PlatformTempDir();
+
+bool PlatformFileExists(const std::string& path);
+bool PlatformCopyFile(const std::string& from, const std::string& to);  // data only
+bool PlatformDeleteFile(const std::string& path);
+const char* PlatformPathSeparator();
+
+// The whole file, bytes as they are; empty when it can't be opened.
+std::string ReadFile(const std::string& path);
+
+// Fixed files of the data folder.
+std::string GetAppSettingsFilePath();
+std::string GetTrackerStatusFilePath();
+std::string GetThemeFilePath();
+std::string GetMacroEventsFilePath();
+std::string GetPanelSettingsFilePath();
+std::string GetThemesDirPath();  // creates the folder (0700) on each call
+std::string GetSessionStateFilePath();
+
+// Takes dir + "/instance.lock" for the life of the process. False only when another process holds it; a
+// lock file that can't be opened lets the program start.
+bool LockInstanceFile(const std::string& dir);
+
+// Once per process: true when this is the user's only master. Called before any thread starts.
+bool PlatformAcquireSingleInstanceLock();
+
+// Brings the running master's window forward.
+void PlatformActivateOtherInstance();
+
+// True when pid is a live process running this same executable.
+bool PlatformProcessIsThisApp(int pid);
+
+int PlatformProcessId();
+
+// Sends signal `sig` to a companion process.
+void PlatformSignalChild(int pid, int sig);

@@ -1,0 +1,13 @@
+// Pieces of the Linux platform layer that its tests reach directly.
+#pragma once
+
+#include <string>
+
+// $XDG_DATA_HOME/Quorvane when that variable holds an absolute path, else ~/.local/share/Quorvane.
+std::string LinuxDataDirPath();
+
+// Creates `dir` and its missing parents with mode 0700, and forces `dir` itself to 0700.
+void LinuxEnsurePrivateDir(const std::string& dir);
+
+// The path of the executable that process `pid` runs; empty when it can't be read.
+std::string LinuxProcessExe(int pid);

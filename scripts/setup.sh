@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# Installs everything that building, running and testing Quorvane needs on a fresh Debian 12 machine,
+# then the pinned webview library into third_party/webview/ (ignored by git).
+# Idempotent: when everything is present it only checks and returns.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+
+packages=(
+  g++ clang clang-format clang-tidy libclang-rt-14-dev cmake ninja-build pkg-config git
+  libgtest-dev libgmock-dev libbenchmark-dev
+  libgtk-4-dev libwebkitgtk-6.0-dev
+  libx11-dev libxtst-dev libxi-dev libxres-dev libxkbcommon-dev libxkbcommon-x11-dev libx11-xcb-dev
+  xvfb xauth openbox dbus x11-utils x11-xserver-utils xdotool imagemagick patchelf
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "setup: installing ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+# npm can come with a nodejs build that conflicts with Debian's npm package: only add it when absent.
+if ! command -v npm >/dev/null 2>&1; then
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends npm >/dev/null
+fi
+
+# The webview 0.12 C library, prebuilt for GTK 4 + WebKitGTK 6.0, from a pinned npm package.
+wv_pkg=webview-bun@2.4.0
+wv_sha256=71b051644a6871c929a1fb4dac31fdbaaa3d7e52d62ee3d806a3321590105ded
+wv_dir="$root/third_party/webview"
+wv_lib="$wv_dir/libwebview.so.0.12"
+if [ ! -f "$wv_dir/.installed-$wv_sha256" ]; then
+  echo "setup: fetching the webview library ($wv_pkg)"
+  tmp=$(mktemp -d)
+  trap 'rm -rf "$tmp"' EXIT
+  (cd "$tmp" && npm pack --silent "$wv_pkg" >/dev/null && tar xzf webview-bun-*.tgz)
+  so="$tmp/package/build/libwebview-x64.so"
+  echo "$wv_sha256  $so" | sha256sum -c --quiet
+  mkdir -p "$wv_dir"
+  install -m 0644 "$so" "$wv_lib"
+  # Its RUNPATH holds empty entries, which would search the current directory for its dependencies.
+  patchelf --remove-rpath "$wv_lib"
+  ln -sf libwebview.so.0.12 "$wv_dir/libwebview.so"
+  cp "$tmp/package/LICENSE" "$wv_dir/LICENSE"
+  touch "$wv_dir/.installed-$wv_sha256"
+fi
+echo "setup: ready"

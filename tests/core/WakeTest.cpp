@@ -1,0 +1,123 @@
+// The interruptible wait and the signal thread, with real threads.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <thread>
+
+#include "core/AppState.h"
+#include "core/Signals.h"
+#include "core/Wake.h"
+#include "tests/fakes/Fakes.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double MsSince(Clock::time_point t) { return std::chrono::duration<double, std::milli>(Clock::now() - t).count(); }
+
+class WakeTest : public ::testing::Test {
+protected:
+    void SetUp() override { ResetAppState(); }
+    void TearDown() override { g_AppRunning = true; }
+};
+
+TEST_F(WakeTest, ZeroAndNonsenseIntervalsReturnAtOnce) {
+    for (double ms : {0.0, -5.0, std::nan("")}) {
+        const auto t = Clock::now();
+        WaitIntervalOrWake(g_AutoClickWake, ms);
+        EXPECT_LT(MsSince(t), 5.0) << ms;
+    }
+}
+
+TEST_F(WakeTest, WaitsTheIntervalFromTheCall) {
+    for (double ms : {0.4, 3.0, 20.0}) {
+        const auto t = Clock::now();
+        WaitIntervalOrWake(g_AutoClickWake, ms);
+        const double took = MsSince(t);
+        EXPECT_GE(took, ms) << ms;
+        EXPECT_LT(took, ms + 50.0) << ms;  // generous: this only catches a wait that doesn't end
+    }
+}
+
+TEST_F(WakeTest, AWakeBetweenWaitsIsNotLost) {
+    WakeAutoClickThread();
+    const auto t = Clock::now();
+    WaitIntervalOrWake(g_AutoClickWake, 60000);
+    EXPECT_LT(MsSince(t), 1000.0);
+    EXPECT_FALSE(g_AutoClickWake.signalled);  // consumed
+
+    WakeKeySpamThread();
+    WaitForWake(g_KeySpamWake);  // returns at once
+    EXPECT_FALSE(g_KeySpamWake.signalled);
+}
+
+TEST_F(WakeTest, AWakeEndsALongWait) {
+    for (double ms : {3600000.0, 0.8}) {  // asleep, and in the final spin
+        std::thread waker([] {
+            std::this_thread::sleep_for(std::chrono::microseconds(300));
+            WakePlaybackThread();
+        });
+        const auto t = Clock::now();
+        WaitIntervalOrWake(g_PlaybackWake, ms);
+        EXPECT_LT(MsSince(t), 1000.0);
+        waker.join();
+        g_PlaybackWake.signalled = false;
+    }
+}
+
+TEST_F(WakeTest, StoppingTheAppEndsEveryWait) {
+    std::thread stopper([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        g_AppRunning = false;
+        Wake(g_SignalWake);
+        Wake(g_AutoClickWake);
+    });
+    const auto t = Clock::now();
+    std::thread unlimited([] { WaitForWake(g_SignalWake); });
+    WaitIntervalOrWake(g_AutoClickWake, 3600000.0);
+    unlimited.join();
+    stopper.join();
+    EXPECT_LT(MsSince(t), 2000.0);
+
+    // Already stopped: returns at once, whatever the interval.
+    const auto t2 = Clock::now();
+    WaitIntervalOrWake(g_AutoClickWake, 3600000.0);
+    EXPECT_LT(MsSince(t2), 100.0);
+}
+
+TEST_F(WakeTest, SignalThreadActsOnEveryWake) {
+    std::thread signals(SignalProcessorThread);
+    // Triggers set from several threads at once, as the tap, the page and the IPC server do.
+    std::thread a([] {
+        for (int i = 0; i < 200; ++i) {
+            triggerAutoClicker = true;
+            WakeSignalProcessor();
+        }
+    });
+    std::thread b([] {
+        for (int i = 0; i < 200; ++i) {
+            triggerKeySpam = true;
+            WakeSignalProcessor();
+        }
+    });
+    a.join();
+    b.join();
+    const auto deadline = Clock::now() + std::chrono::seconds(5);
+    while ((triggerAutoClicker || triggerKeySpam) && Clock::now() < deadline) std::this_thread::yield();
+    EXPECT_FALSE(triggerAutoClicker);
+    EXPECT_FALSE(triggerKeySpam);
+
+    // A single wake is enough for a fresh trigger.
+    const bool before = isAutoClicking;
+    triggerAutoClicker = true;
+    WakeSignalProcessor();
+    while (isAutoClicking == before && Clock::now() < deadline) std::this_thread::yield();
+    EXPECT_NE(isAutoClicking.load(), before);
+
+    g_AppRunning = false;
+    WakeSignalProcessor();
+    signals.join();
+}
+
+}  // namespace

@@ -1,0 +1,43 @@
+#include "core/AppState.h"
+#include "core/Wake.h"
+#include "tests/fakes/Fakes.h"
+
+void ResetAppState() {
+    {
+        std::lock_guard<std::mutex> lock(profileMutex);
+        profiles.assign(1, MacroProfile{kDefaultProfileName, "", {}});
+        currentProfileIdx = 0;
+        g_ContinueUndoProfile = -1;
+        g_ContinueUndoBefore.clear();
+        g_ContinueUndoAfter.clear();
+        g_RecordFirstNewIdx = 0;
+    }
+    for (auto* flag : {&isRecording, &isPlaying, &isAutoClicking, &isKeySpamming, &isPickingLocation,
+                       &triggerAutoClicker, &triggerAutoClickStart, &triggerAutoClickStop, &triggerKeySpam,
+                       &triggerKeySpamStart, &triggerKeySpamStop, &triggerRecord, &triggerRecordStart,
+                       &triggerRecordStop, &triggerRecordContinue, &triggerUndoContinue, &triggerPlay,
+                       &triggerPlayStart, &triggerPlayStop, &g_HoldModeAuto, &g_HoldModeKeySpam,
+                       &keySpamChordMode}) {
+        *flag = false;
+    }
+    g_HotkeysEnabled = true;
+    g_HotkeyLockEnabled = true;
+    g_HotkeysUnlocked = true;
+    g_StopToolsWithMacro = true;
+    g_AppRunning = true;
+    currentReassign = 0;
+    capturedReassignKey = 0;
+    currentClickCount = 0;
+    currentKeySpamCount = 0;
+    vkRecord = kDefaultVkRecord;
+    vkPlay = kDefaultVkPlay;
+    vkAutoClicker = kDefaultVkAutoClicker;
+    vkKeySpamHotkey = kDefaultVkKeySpamHotkey;
+    vkUnlock = kDefaultVkUnlock;
+    for (auto& t : keySpamTargets) t = 0;
+    keySpamTargets[0] = 32;
+    keySpamTargetCount = 1;
+    vkKeySpamTarget = 32;
+    for (WakeEvent* ev : {&g_SignalWake, &g_AutoClickWake, &g_KeySpamWake, &g_PlaybackWake}) ev->signalled = false;
+    ClearFakeInputCalls();
+}

@@ -1,0 +1,39 @@
+# Helpers for the window tests; sourced by scripts that run inside scripts/xvfb-session.sh.
+set -u
+: "${QVN_BIN:?QVN_BIN must name the built quorvane binary}"
+: "${QVN_ARTIFACTS:=/tmp}"
+mkdir -p "$QVN_ARTIFACTS"
+kTitle='^Quorvane \(Pro Version 1\.0\.1\)$'
+failures=0
+passes=0
+
+check() {  # check "what" command...
+  local what=$1; shift
+  if "$@"; then passes=$((passes + 1)); echo "ok: $what"; else failures=$((failures + 1)); echo "FAILED: $what"; fi
+}
+
+# Prints the ids of our visible main windows.
+main_windows() { xdotool search --onlyvisible --name "$kTitle" 2>/dev/null || true; }
+
+wait_for() {  # wait_for seconds command...
+  local deadline=$(( $(date +%s) + $1 )); shift
+  until "$@"; do [ "$(date +%s)" -ge "$deadline" ] && return 1; sleep 0.1; done
+}
+
+has_main_window() { [ -n "$(main_windows)" ]; }
+
+# Waits for a process that is our child to end, for up to $2 seconds; prints its exit status.
+wait_exit() {
+  local pid=$1 secs=$2
+  local deadline=$(( $(date +%s) + secs ))
+  while kill -0 "$pid" 2>/dev/null; do
+    [ "$(date +%s)" -ge "$deadline" ] && { echo timeout; return; }
+    sleep 0.1
+  done
+  wait "$pid"; echo $?
+}
+
+finish() {
+  echo "$passes passed, $failures failed"
+  [ "$failures" -eq 0 ]
+}
