@@ -11,7 +11,7 @@ hidden() { xprop -id "$win" _NET_WM_STATE | grep -q _NET_WM_STATE_HIDDEN; }
 check "the window is minimised" wait_for 5 hidden
 
 "$QVN_BIN" & second=$!
-rc=$(wait_exit "$second" 10)
+wait_exit "$second" 10
 check "the second launch exits 0 (got $rc)" test "$rc" = 0
 check "the first window is shown again" wait_for 5 sh -c "! xprop -id $win _NET_WM_STATE | grep -q _NET_WM_STATE_HIDDEN"
 active=$(xprop -root _NET_ACTIVE_WINDOW | awk '{print $NF}')
@@ -19,6 +19,6 @@ check "and is the active window ($active)" test "$((active))" -eq "$((win))"
 import -window root "$QVN_ARTIFACTS/activated.png"
 
 kill -TERM "$app"
-rc=$(wait_exit "$app" 15)
+wait_exit "$app" 15
 check "SIGTERM ends the master with status 0 (got $rc)" test "$rc" = 0
 finish

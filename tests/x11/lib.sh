@@ -22,15 +22,17 @@ wait_for() {  # wait_for seconds command...
 
 has_main_window() { [ -n "$(main_windows)" ]; }
 
-# Waits for a process that is our child to end, for up to $2 seconds; prints its exit status.
+# Waits up to $2 seconds for our child $1 to end and puts its exit status in $rc ("timeout" if it didn't).
+# Not a command substitution: only this shell can wait for its own children.
 wait_exit() {
   local pid=$1 secs=$2
   local deadline=$(( $(date +%s) + secs ))
-  while kill -0 "$pid" 2>/dev/null; do
-    [ "$(date +%s)" -ge "$deadline" ] && { echo timeout; return; }
+  while kill -0 "$pid" 2>/dev/null && [ -z "$(ps -o stat= -p "$pid" | grep Z)" ]; do
+    if [ "$(date +%s)" -ge "$deadline" ]; then rc=timeout; return; fi
     sleep 0.1
   done
-  wait "$pid"; echo $?
+  rc=0
+  wait "$pid" || rc=$?
 }
 
 finish() {

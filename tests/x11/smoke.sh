@@ -12,20 +12,23 @@ eval "$(xdotool getwindowgeometry --shell "$win")"
 colours=$(convert "$shot" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -unique-colors -format '%w' info:)
 check "the page is painted (window has $colours colours)" test "$colours" -gt 20
 check "the window has the default size" test "$WIDTH" -eq 420 -a "$HEIGHT" -eq 560
+brightness() { convert "$1" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -colorspace Gray -format '%[fx:int(100*mean)]' info:; }
+level=$(brightness "$shot")
+check "it is the main page, dark themed (brightness $level%)" test "$level" -lt 25
 
 data="$XDG_DATA_HOME/Quorvane"
 check "the data folder is private" test "$(stat -c %a "$data")" = 700
 check "the instance lock is held" test -f "$data/instance.lock"
 
 "$QVN_BIN" & second=$!
-rc=$(wait_exit "$second" 10)
+wait_exit "$second" 10
 check "a second master exits 0 at once (got $rc)" test "$rc" = 0
 check "the first master still runs" kill -0 "$app"
 check "still one main window" test "$(main_windows | wc -l)" -eq 1
 
 helpers=$(pgrep -P "$app" | tr '\n' ' ')
 kill -TERM "$app"
-rc=$(wait_exit "$app" 15)
+wait_exit "$app" 15
 check "SIGTERM ends the master with status 0 (got $rc)" test "$rc" = 0
 check "no window is left" wait_for 5 sh -c "[ -z \"\$(xdotool search --name '$kTitle' 2>/dev/null)\" ]"
 leftover=""
@@ -35,7 +38,7 @@ check "the web helper processes are gone (${leftover:-none left})" wait_for 5 sh
 "$QVN_BIN" & again=$!
 check "after the exit a new master can start" wait_for 20 has_main_window
 kill -TERM "$again"
-rc=$(wait_exit "$again" 15)
+wait_exit "$again" 15
 check "the new master ends cleanly too (got $rc)" test "$rc" = 0
 
 # Without its pages beside it the app says so in the window, and still runs.
@@ -45,8 +48,10 @@ cp "$QVN_BIN" "$bare/quorvane"
 check "without pages the window still appears" wait_for 20 has_main_window
 sleep 1.5
 import -window root "$QVN_ARTIFACTS/missing-page.png"
+level=$(brightness "$QVN_ARTIFACTS/missing-page.png")
+check "the window shows the plain missing-page message instead (brightness $level%)" test "$level" -gt 75
 kill -TERM "$nopage"
-rc=$(wait_exit "$nopage" 15)
+wait_exit "$nopage" 15
 check "and ends cleanly (got $rc)" test "$rc" = 0
 rm -rf "$bare"
 
