@@ -45,6 +45,12 @@ void BM_WaitIntervalOrWake(benchmark::State& state) {
 }  // namespace
 
 // Interval in microseconds.
-BENCHMARK(BM_WaitIntervalOrWake)->Arg(400)->Arg(1000)->Arg(5000)->Iterations(2000)->UseRealTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_WaitIntervalOrWake)
+    ->Arg(400)
+    ->Arg(1000)
+    ->Arg(5000)
+    ->Iterations(2000)
+    ->UseRealTime()
+    ->Unit(benchmark::kMicrosecond);
 
 BENCHMARK_MAIN();

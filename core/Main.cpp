@@ -17,11 +17,8 @@ int main(int argc, char** argv) {
         case RunMode::Timeline:
             std::fprintf(stderr, "Quorvane: the Timeline Editor is not part of this build\n");
             return 1;
-        case RunMode::Child:
-            std::fprintf(stderr, "Quorvane: pop-out panels are not part of this build\n");
-            return 1;
-        case RunMode::Master:
-            break;
+        case RunMode::Child: std::fprintf(stderr, "Quorvane: pop-out panels are not part of this build\n"); return 1;
+        case RunMode::Master: break;
     }
     return RunMaster();
 }

@@ -4,8 +4,7 @@
 
 namespace {
 
-constexpr const char* kMissingPage =
-    "<h2>Error loading UI</h2><p>ui/index.html is missing from the app bundle.</p>";
+constexpr const char* kMissingPage = "<h2>Error loading UI</h2><p>ui/index.html is missing from the app bundle.</p>";
 
 }  // namespace
 

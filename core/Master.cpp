@@ -1,5 +1,7 @@
 #include "core/Master.h"
 
+#include <cstdio>
+
 #include "bridge/WebView.h"
 #include "core/AppState.h"
 #include "core/Threads.h"
@@ -35,6 +37,7 @@ int RunMaster() {
     {
         WebView w(false);
         if (!w.ok()) {
+            std::fprintf(stderr, "Quorvane: no window can be opened here (no usable display).\n");
             ShutDown();
             return 1;
         }

@@ -48,6 +48,11 @@ void EndRecording() {
     StopToolsIfEnabled();
 }
 
+// The tap hands keys over as unsigned numbers; a hotkey compares with its value widened the same way.
+bool IsHotkey(unsigned long key, const std::atomic<int32_t>& hotkey) {
+    return key == static_cast<unsigned long>(static_cast<long>(hotkey.load()));
+}
+
 void ReleaseMacroButtons() {
     // A macro's stop lifts left and right only; a middle button pressed by the macro stays down.
     PlatformMouseButtonUp(0);
@@ -163,10 +168,7 @@ bool HoldModeAuto() { return g_HoldModeAuto; }
 bool HoldModeKeySpam() { return g_HoldModeKeySpam; }
 
 bool HandleHotkeyDown(unsigned long key) {
-    const auto is = [key](const std::atomic<int32_t>& hotkey) {
-        return key == static_cast<unsigned long>(static_cast<long>(hotkey.load()));
-    };
-    if (is(vkUnlock) && g_HotkeyLockEnabled) {
+    if (IsHotkey(key, vkUnlock) && g_HotkeyLockEnabled) {
         const bool unlocked = !g_HotkeysUnlocked;
         g_HotkeysUnlocked = unlocked;
         if (!unlocked) {
@@ -178,13 +180,13 @@ bool HandleHotkeyDown(unsigned long key) {
         return true;
     }
     if (g_HotkeyLockEnabled && !g_HotkeysUnlocked) return false;
-    if (is(vkRecord)) {
+    if (IsHotkey(key, vkRecord)) {
         triggerRecord = true;
-    } else if (is(vkPlay)) {
+    } else if (IsHotkey(key, vkPlay)) {
         triggerPlay = true;
-    } else if (is(vkAutoClicker)) {
+    } else if (IsHotkey(key, vkAutoClicker)) {
         (g_HoldModeAuto ? triggerAutoClickStart : triggerAutoClicker) = true;
-    } else if (is(vkKeySpamHotkey)) {
+    } else if (IsHotkey(key, vkKeySpamHotkey)) {
         (g_HoldModeKeySpam ? triggerKeySpamStart : triggerKeySpam) = true;
     } else {
         return false;
@@ -194,14 +196,11 @@ bool HandleHotkeyDown(unsigned long key) {
 }
 
 void OnHotkeyReleased(unsigned long key) {
-    const auto is = [key](const std::atomic<int32_t>& hotkey) {
-        return key == static_cast<unsigned long>(static_cast<long>(hotkey.load()));
-    };
-    if (is(vkAutoClicker) && g_HoldModeAuto) {
+    if (IsHotkey(key, vkAutoClicker) && g_HoldModeAuto) {
         triggerAutoClickStop = true;
         WakeSignalProcessor();
     }
-    if (is(vkKeySpamHotkey) && g_HoldModeKeySpam) {
+    if (IsHotkey(key, vkKeySpamHotkey) && g_HoldModeKeySpam) {
         triggerKeySpamStop = true;
         WakeSignalProcessor();
     }

@@ -65,11 +65,13 @@ void RetimeRecordedEvents(std::vector<UnifiedEvent>& events, unsigned long first
     if (firstNew > 0 && doubleClickGuardSeconds > 0) {
         const UnifiedEvent* lastOldPress = nullptr;
         for (size_t i = 0; i < firstNew; ++i) {
-            if (IsPress(events[i]) && (!lastOldPress || events[i].time >= lastOldPress->time)) lastOldPress = &events[i];
+            if (IsPress(events[i]) && (!lastOldPress || events[i].time >= lastOldPress->time))
+                lastOldPress = &events[i];
         }
         const UnifiedEvent* firstNewPress = nullptr;
         for (size_t i = firstNew; i < n; ++i) {
-            if (IsPress(events[i]) && (!firstNewPress || events[i].time < firstNewPress->time)) firstNewPress = &events[i];
+            if (IsPress(events[i]) && (!firstNewPress || events[i].time < firstNewPress->time))
+                firstNewPress = &events[i];
         }
         if (lastOldPress && firstNewPress && lastOldPress->mouseFlags == firstNewPress->mouseFlags) {
             const double distance = firstNewPress->time - shift - lastOldPress->time;

@@ -13,6 +13,10 @@ packages=(
   xvfb xauth openbox dbus x11-utils x11-xserver-utils xdotool imagemagick patchelf
 )
 
+# apt needs root; a user's run goes through sudo.
+sudo=""
+[ "$(id -u)" = 0 ] || sudo=sudo
+
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
@@ -20,14 +24,14 @@ done
 if [ ${#missing[@]} -gt 0 ]; then
   echo "setup: installing ${missing[*]}"
   export DEBIAN_FRONTEND=noninteractive
-  apt-get update -qq
-  apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  $sudo apt-get update -qq
+  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi
 # npm can come with a nodejs build that conflicts with Debian's npm package: only add it when absent.
 if ! command -v npm >/dev/null 2>&1; then
   export DEBIAN_FRONTEND=noninteractive
-  apt-get update -qq
-  apt-get install -y -qq --no-install-recommends npm >/dev/null
+  $sudo apt-get update -qq
+  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends npm >/dev/null
 fi
 
 # The webview 0.12 C library, prebuilt for GTK 4 + WebKitGTK 6.0, from a pinned npm package.

@@ -1,10 +1,10 @@
 // What the main window is given to show, and the argument text of the bindings.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "bridge/BindArgs.h"
 #include "bridge/InlineVendorScripts.h"
@@ -28,11 +28,9 @@ protected:
 };
 
 TEST_F(UiFolder, MissingPageShowsTheMessage) {
-    EXPECT_EQ(MainUiDocument(root_),
-              "<h2>Error loading UI</h2><p>ui/index.html is missing from the app bundle.</p>");
+    EXPECT_EQ(MainUiDocument(root_), "<h2>Error loading UI</h2><p>ui/index.html is missing from the app bundle.</p>");
     Write("index.html", "");
-    EXPECT_EQ(MainUiDocument(root_),
-              "<h2>Error loading UI</h2><p>ui/index.html is missing from the app bundle.</p>");
+    EXPECT_EQ(MainUiDocument(root_), "<h2>Error loading UI</h2><p>ui/index.html is missing from the app bundle.</p>");
     Write("index.html", "<p>hi</p>");
     EXPECT_EQ(MainUiDocument(root_), "<p>hi</p>");
 }
@@ -76,8 +74,8 @@ TEST(BindArgsTest, ParseJSStringStripsBracketsAndQuotes) {
         const char* raw;
         const char* text;
     } cases[] = {
-        {"[\"auto\"]", "auto"},           {"[12]", "12"},       {"[3,4.5]", "3,4.5"},
-        {"[\"a[b]\\\"c\"]", "ab\\c"},     {"", ""},             {"[]", ""},
+        {"[\"auto\"]", "auto"},       {"[12]", "12"}, {"[3,4.5]", "3,4.5"},
+        {"[\"a[b]\\\"c\"]", "ab\\c"}, {"", ""},       {"[]", ""},
         {"[\"x,y\",\"z\"]", "x,y,z"},
     };
     for (const auto& c : cases) EXPECT_EQ(ParseJSString(c.raw), c.text) << c.raw;

@@ -1,11 +1,17 @@
 // ShutDown with the real worker threads: the order of its effects, and a second call that does nothing.
 #include <gtest/gtest.h>
-
-#include <csignal>
-#include <chrono>
-#include <thread>
-#include <unistd.h>
+#include <sched.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <thread>
 
 #include "core/AppState.h"
 #include "core/Master.h"
@@ -15,10 +21,30 @@
 
 namespace {
 
+// The threads of this process by name, with whether each got a raised scheduling class.
+std::map<std::string, bool> NamedThreads() {
+    std::map<std::string, bool> out;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(task.path() / "comm"), name);
+        const int tid = std::stoi(task.path().filename().string());
+        errno = 0;
+        const int nice = getpriority(PRIO_PROCESS, static_cast<id_t>(tid));
+        out[name] = sched_getscheduler(tid) == SCHED_FIFO || (errno == 0 && nice < 0);
+    }
+    return out;
+}
+
 TEST(ShutDownTest, StopsEverythingOnceAndReleasesWhatIsHeld) {
     ResetAppState();
     StartThreads();
     ASSERT_EQ(g_Threads.size(), 6u);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const auto named = NamedThreads();
+    for (const char* name : {"QVN autoclicker", "QVN key spammer", "QVN signals", "QVN playback", "QVN timeline st"}) {
+        ASSERT_TRUE(named.count(name)) << name;
+        EXPECT_TRUE(named.at(name)) << name << " runs at the default priority";
+    }
 
     // A running Spammer and Key Spammer, and a panel process that must be told to end.
     triggerAutoClickStart = true;

@@ -36,9 +36,9 @@ std::string Woken() {
 }
 
 std::atomic<bool>* const kAllTriggers[] = {
-    &triggerAutoClicker, &triggerAutoClickStart, &triggerAutoClickStop, &triggerKeySpam, &triggerKeySpamStart,
-    &triggerKeySpamStop, &triggerRecord, &triggerRecordStart, &triggerRecordStop, &triggerRecordContinue,
-    &triggerUndoContinue, &triggerPlay, &triggerPlayStart, &triggerPlayStop};
+    &triggerAutoClicker,  &triggerAutoClickStart, &triggerAutoClickStop, &triggerKeySpam,    &triggerKeySpamStart,
+    &triggerKeySpamStop,  &triggerRecord,         &triggerRecordStart,   &triggerRecordStop, &triggerRecordContinue,
+    &triggerUndoContinue, &triggerPlay,           &triggerPlayStart,     &triggerPlayStop};
 
 struct Scenario {
     const char* name;
@@ -69,8 +69,12 @@ TEST_F(SignalsTest, TriggerTable) {
     const std::vector<Scenario> table = {
         {"spammer toggles on", {&triggerAutoClicker}, "", "A", {}, "A"},
         {"spammer toggles off and lifts three buttons", {&triggerAutoClicker}, "A", "", kSpammerUp, "A"},
-        {"spammer start and stop together end stopped", {&triggerAutoClickStart, &triggerAutoClickStop}, "", "",
-         kSpammerUp, "A"},
+        {"spammer start and stop together end stopped",
+         {&triggerAutoClickStart, &triggerAutoClickStop},
+         "",
+         "",
+         kSpammerUp,
+         "A"},
         {"spammer start while running is dropped", {&triggerAutoClickStart}, "A", "A", {}, ""},
         {"spammer stop while idle is dropped", {&triggerAutoClickStop}, "", "", {}, ""},
         {"key spam toggle with no target only wakes", {&triggerKeySpam}, "", "", {}, "K", 0},
@@ -79,8 +83,12 @@ TEST_F(SignalsTest, TriggerTable) {
         {"key spam start with no target is dropped", {&triggerKeySpamStart}, "", "", {}, "", 0},
         {"key spam stop releases targets", {&triggerKeySpamStop}, "AK", "A", {"key 32 up"}, "K"},
         {"play toggles on", {&triggerPlay}, "", "P", {}, "P"},
-        {"play toggle off stops the tools", {&triggerPlay}, "PAK", "",
-         Concat({kMacroUp, kSpammerUp, {"key 32 up"}}), "PAK"},
+        {"play toggle off stops the tools",
+         {&triggerPlay},
+         "PAK",
+         "",
+         Concat({kMacroUp, kSpammerUp, {"key 32 up"}}),
+         "PAK"},
         {"play toggle off leaves the tools when not tied", {&triggerPlay}, "PAK", "AK", kMacroUp, "P", 1, false},
         {"play stop", {&triggerPlayStop}, "P", "", kMacroUp, "P"},
         {"play start while playing is dropped", {&triggerPlayStart}, "P", "P", {}, ""},
@@ -90,12 +98,10 @@ TEST_F(SignalsTest, TriggerTable) {
         {"record toggle during playback is lost", {&triggerRecord}, "P", "P", {}, ""},
         {"record start during playback is dropped", {&triggerRecordStart}, "P", "P", {}, ""},
         {"record toggles on", {&triggerRecord}, "", "R", {}, ""},
-        {"record toggle off stops the tools", {&triggerRecord}, "RAK", "", Concat({kSpammerUp, {"key 32 up"}}),
-         "AK"},
+        {"record toggle off stops the tools", {&triggerRecord}, "RAK", "", Concat({kSpammerUp, {"key 32 up"}}), "AK"},
         {"record stop", {&triggerRecordStop}, "R", "", {}, ""},
         {"record stop while idle is dropped", {&triggerRecordStop}, "", "", {}, ""},
-        {"record start beats play start in the same pass", {&triggerRecordStart, &triggerPlayStart}, "", "R", {},
-         ""},
+        {"record start beats play start in the same pass", {&triggerRecordStart, &triggerPlayStart}, "", "R", {}, ""},
         {"record stop then play start in one pass", {&triggerRecordStop, &triggerPlayStart}, "R", "P", {}, "P"},
         {"starting a macro stops no tool", {&triggerPlayStart}, "AK", "PAK", {}, "P"},
     };
@@ -253,9 +259,8 @@ TEST_F(SignalsTest, ApplyHoldModeReadsOnlyExactWords) {
         const char* text;
         bool autoAfter, keySpamAfter;
     } cases[] = {
-        {"auto,1", true, false},   {"keyspam,1", false, true}, {"auto,true", false, false},
-        {"auto1", false, false},   {"other,1", false, false},  {"auto,1,x", false, false},
-        {"", false, false},        {",1", false, false},
+        {"auto,1", true, false},   {"keyspam,1", false, true}, {"auto,true", false, false}, {"auto1", false, false},
+        {"other,1", false, false}, {"auto,1,x", false, false}, {"", false, false},          {",1", false, false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);

@@ -12,12 +12,12 @@ void ResetAppState() {
         g_ContinueUndoAfter.clear();
         g_RecordFirstNewIdx = 0;
     }
-    for (auto* flag : {&isRecording, &isPlaying, &isAutoClicking, &isKeySpamming, &isPickingLocation,
-                       &triggerAutoClicker, &triggerAutoClickStart, &triggerAutoClickStop, &triggerKeySpam,
-                       &triggerKeySpamStart, &triggerKeySpamStop, &triggerRecord, &triggerRecordStart,
-                       &triggerRecordStop, &triggerRecordContinue, &triggerUndoContinue, &triggerPlay,
-                       &triggerPlayStart, &triggerPlayStop, &g_HoldModeAuto, &g_HoldModeKeySpam,
-                       &keySpamChordMode}) {
+    for (auto* flag : {&isRecording,        &isPlaying,           &isAutoClicking,        &isKeySpamming,
+                       &isPickingLocation,  &triggerAutoClicker,  &triggerAutoClickStart, &triggerAutoClickStop,
+                       &triggerKeySpam,     &triggerKeySpamStart, &triggerKeySpamStop,    &triggerRecord,
+                       &triggerRecordStart, &triggerRecordStop,   &triggerRecordContinue, &triggerUndoContinue,
+                       &triggerPlay,        &triggerPlayStart,    &triggerPlayStop,       &g_HoldModeAuto,
+                       &g_HoldModeKeySpam,  &keySpamChordMode}) {
         *flag = false;
     }
     g_HotkeysEnabled = true;

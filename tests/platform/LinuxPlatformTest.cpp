@@ -1,6 +1,5 @@
 // The data folder, the instance lock, process identity and the small file helpers, on the real system.
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
