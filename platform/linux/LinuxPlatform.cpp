@@ -19,7 +19,10 @@ namespace {
 std::string HomeDir() {
     const char* home = std::getenv("HOME");
     if (home && home[0] == '/') return home;
-    if (const passwd* pw = getpwuid(getuid()); pw && pw->pw_dir) return pw->pw_dir;
+    passwd entry{};
+    passwd* found = nullptr;
+    char buf[4096];
+    if (getpwuid_r(getuid(), &entry, buf, sizeof buf, &found) == 0 && found && found->pw_dir) return found->pw_dir;
     return "/tmp";
 }
 
@@ -62,7 +65,7 @@ std::string PlatformResourceDir() {
     const std::string exe = ExecutablePath();
     const auto slash = exe.rfind('/');
     if (slash != std::string::npos) {
-        const std::string dir = exe.substr(0, slash) + "/resources";
+        std::string dir = exe.substr(0, slash) + "/resources";
         struct stat st {};
         if (stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return dir;
     }
