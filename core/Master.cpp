@@ -31,6 +31,8 @@ int RunMaster() {
     if (!LoadSessionState()) profiles.push_back(MacroProfile{kDefaultProfileName, "", {}});
     EnsureDefaultProfileExists();
     LoadAppSettings();
+    PlatformApplyLaunchOnStartup(g_LaunchOnStartup);
+    g_CurrentTheme = LoadThemeFromFile();
 
     StartThreads();
 

@@ -11,3 +11,9 @@ void PlatformBringToFront(void* window);
 
 // Calls onQuit on the UI thread when the process is asked to end (SIGTERM, SIGINT, SIGHUP).
 void PlatformInstallQuitHandler(std::function<void()> onQuit);
+
+// Keeps the main window above others, or lets it go.
+void PlatformApplyAlwaysOnTop(bool on);
+
+// Starts the program when the user logs in, or stops doing so.
+void PlatformApplyLaunchOnStartup(bool on);

@@ -95,7 +95,10 @@ void Activate(Display* dpy, Window root, Window w) {
 
 }  // namespace
 
+// Window placement, keep-above and the login item belong to the window shell, which isn't built yet.
 bool PlatformGetWindowPlacement(void*, int&, int&, int&, int&, bool&) { return false; }
+void PlatformApplyAlwaysOnTop(bool) {}
+void PlatformApplyLaunchOnStartup(bool) {}
 
 void PlatformBringToFront(void* window) {
     if (window) gtk_window_present(GTK_WINDOW(window));

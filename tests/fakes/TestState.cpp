@@ -1,5 +1,6 @@
 #include "core/AppState.h"
 #include "core/Wake.h"
+#include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"
 
 void ResetAppState() {
@@ -35,9 +36,12 @@ void ResetAppState() {
     vkKeySpamHotkey = kDefaultVkKeySpamHotkey;
     vkUnlock = kDefaultVkUnlock;
     for (auto& t : keySpamTargets) t = 0;
-    keySpamTargets[0] = 32;
-    keySpamTargetCount = 1;
-    vkKeySpamTarget = 32;
+    ResetSpammerKeySpamDefaults();
+    for (auto* flag : {&bRecordMouseMovement, &bRecordMouseClicks, &bRecordMouseScroll, &bRecordKeyboard}) *flag = true;
+    bUseRelativeMouse = false;
+    fPlaybackSpeed = 1.0f;
+    bLoopSequence = false;
+    iLoopIntervalMs = 500;
     for (WakeEvent* ev : {&g_SignalWake, &g_AutoClickWake, &g_KeySpamWake, &g_PlaybackWake}) ev->signalled = false;
     ClearFakeInputCalls();
 }

@@ -1,0 +1,76 @@
+#include "persist/Numbers.h"
+
+#include <charconv>
+
+namespace {
+
+bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
+
+// Start of the number: past white space and a plus sign (from_chars takes a minus but no plus).
+const char* NumberStart(const std::string& text, bool& negative) {
+    const char* p = text.data();
+    const char* end = p + text.size();
+    while (p < end && IsSpace(*p)) ++p;
+    negative = p < end && *p == '-';
+    if (p < end && *p == '+' && p + 1 < end && *(p + 1) != '-' && *(p + 1) != '+') ++p;
+    return p;
+}
+
+template <class T>
+bool ParseInteger(const std::string& text, T& out) {
+    bool negative = false;
+    const char* p = NumberStart(text, negative);
+    T v{};
+    const auto r = std::from_chars(p, text.data() + text.size(), v, 10);
+    if (r.ec != std::errc()) return false;
+    out = v;
+    return true;
+}
+
+template <class T>
+bool ParseFloating(const std::string& text, T& out) {
+    bool negative = false;
+    const char* p = NumberStart(text, negative);
+    T v{};
+    const auto r = std::from_chars(p, text.data() + text.size(), v, std::chars_format::general);
+    if (r.ec != std::errc()) return false;
+    out = v;
+    return true;
+}
+
+}  // namespace
+
+bool ParseInt(const std::string& text, int32_t& out) { return ParseInteger(text, out); }
+bool ParseLong(const std::string& text, int64_t& out) { return ParseInteger(text, out); }
+
+bool ParseULong(const std::string& text, uint64_t& out) {
+    bool negative = false;
+    const char* p = NumberStart(text, negative);
+    if (negative) ++p;
+    uint64_t v = 0;
+    const auto r = std::from_chars(p, text.data() + text.size(), v, 10);
+    if (r.ec != std::errc()) return false;
+    out = negative ? 0 - v : v;
+    return true;
+}
+
+bool ParseDouble(const std::string& text, double& out) { return ParseFloating(text, out); }
+bool ParseFloat(const std::string& text, float& out) { return ParseFloating(text, out); }
+
+void AppendInt(std::string& out, int64_t v) {
+    char buf[24];
+    const auto r = std::to_chars(buf, buf + sizeof buf, v);
+    out.append(buf, r.ptr);
+}
+
+void AppendUInt(std::string& out, uint64_t v) {
+    char buf[24];
+    const auto r = std::to_chars(buf, buf + sizeof buf, v);
+    out.append(buf, r.ptr);
+}
+
+void AppendFloat(std::string& out, double v) {
+    char buf[32];
+    const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6);
+    out.append(buf, r.ptr);
+}

@@ -1,0 +1,190 @@
+// The session file on disk: what a save writes, what a load keeps, and the autosave thread.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <thread>
+
+#include "core/AppState.h"
+#include "engine/Recorder.h"
+#include "persist/SessionFile.h"
+#include "persist/Settings.h"
+#include "platform/Platform.h"
+#include "tests/fakes/Fakes.h"
+
+namespace {
+
+UnifiedEvent Key(double t, int vk) { return UnifiedEvent{EventKey, t, 0, 0, 0, vk, true, 0}; }
+
+class SessionFileTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ResetAppState();
+        char tmpl[] = "/tmp/qvn-session-XXXXXX";
+        dir_ = mkdtemp(tmpl);
+        g_SessionStateFilePath = dir_ + "/session.dat";
+    }
+    void TearDown() override { std::system(("rm -rf '" + dir_ + "'").c_str()); }
+
+    static void Write(const std::string& text) { std::ofstream(g_SessionStateFilePath, std::ios::binary) << text; }
+    static std::string Saved() { return ReadFile(g_SessionStateFilePath); }
+
+    std::string dir_;
+};
+
+const std::string kSettings =
+    "SETTINGS:0,0,0,5,0,0,1,10,0,0,0,1,1,1,1,0,1,0,500,119,118,0,117,0,0,0,5,1,10,120,32,32,0,0,0,121\n";
+
+TEST_F(SessionFileTest, SaveWritesTheWholeStateAndLoadReadsItBack) {
+    profiles = {MacroProfile{kDefaultProfileName, "", {Key(0, 65), Key(1000.123, 66)}},
+                MacroProfile{"Farm, the long one", "1,2,3,4,1,1,0,7,1,50,60,1,2,3,4,0,9,65,65|66,1", {}}};
+    currentProfileIdx = 1;
+    autoClickIntervalMs = 250;
+    SaveSessionState();
+    const std::string expected =
+        "SETTINGS:0,0,0,250,0,0,1,10,0,0,0,1,1,1,1,0,1,0,500,119,118,0,117,0,0,0,5,1,10,120,32,32,0,0,0,121\n"
+        "CURRENT:1\n"
+        "PROFILE:Default Tracking Profile\n"
+        "3,0,0,0,0,65,1,0\n"
+        "3,1000.12,0,0,0,66,1,0\n"
+        "PROFILE:Farm, the long one\n"
+        "PROFILESETTINGS:1,2,3,4,1,1,0,7,1,50,60,1,2,3,4,0,9,65,65|66,1\n";
+    EXPECT_EQ(Saved(), expected);
+
+    ResetAppState();
+    ASSERT_TRUE(LoadSessionState());
+    EXPECT_EQ(autoClickIntervalMs, 250);
+    ASSERT_EQ(profiles.size(), 2u);
+    EXPECT_EQ(currentProfileIdx, 1);
+    EXPECT_EQ(profiles[1].name, "Farm, the long one");
+    EXPECT_EQ(profiles[0].events[1].time, 1000.12);  // six significant digits is the format
+    // The current profile's own settings wait for the next switch; the live setup is the SETTINGS line.
+    EXPECT_EQ(keySpamTargetCount, 1);
+    SaveSessionState();
+    EXPECT_EQ(Saved(), expected);
+}
+
+TEST_F(SessionFileTest, LoadQuirks) {
+    const struct {
+        const char* name;
+        std::string text;
+        bool loaded;
+        size_t profileCount;  // after the load, with the starting single profile when nothing loaded
+        int current;
+    } cases[] = {
+        {"no file content", "", false, 1, 0},
+        {"first line is not settings", "CURRENT:0\nPROFILE:a\n", false, 1, 0},
+        {"only settings", kSettings, false, 1, 0},
+        {"index out of range", kSettings + "CURRENT:5\nPROFILE:a\nPROFILE:b\nPROFILE:c\n", true, 3, 0},
+        {"negative index", kSettings + "CURRENT:-1\nPROFILE:a\nPROFILE:b\n", true, 2, 0},
+        {"unparsable index", kSettings + "CURRENT:x\nPROFILE:a\nPROFILE:b\n", true, 2, 0},
+        {"index with junk", kSettings + "CURRENT:1z\nPROFILE:a\nPROFILE:b\n", true, 2, 1},
+        {"second line is consumed whatever it is", kSettings + "PROFILE:a\nPROFILE:b\n", true, 1, 0},
+        {"events before the first profile are skipped", kSettings + "CURRENT:0\n3,0,0,0,0,65,1,0\nPROFILE:a\n", true, 1,
+         0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        ResetAppState();
+        Write(c.text);
+        EXPECT_EQ(LoadSessionState(), c.loaded);
+        EXPECT_EQ(profiles.size(), c.profileCount);
+        EXPECT_EQ(currentProfileIdx, c.current);
+    }
+
+    ResetAppState();
+    Write(kSettings + "CURRENT:0\nPROFILE:a\r\n3,0.5,0,0,0,65,1,0\nbroken line\n\n3,0.7,0,0,0,66,0\nPROFILE:b\n" +
+          "PROFILESETTINGS:x\nPROFILESETTINGS:1,2\n3,1,0,0,0,67,1,\n3,2,0,0,0,68,1,0,\n");
+    ASSERT_TRUE(LoadSessionState());
+    EXPECT_EQ(profiles[0].name, "a\r");  // a name runs to the line end, CR included
+    ASSERT_EQ(profiles[0].events.size(), 2u);
+    EXPECT_EQ(profiles[0].events[1].scrollDelta, 0);  // seven fields: the seventh repeats
+    EXPECT_FALSE(profiles[0].events[1].down);
+    ASSERT_EQ(profiles[1].events.size(), 1u);  // a trailing comma after seven fields drops the line,
+    EXPECT_EQ(profiles[1].events[0].vk, 68);   // after eight it is ignored
+    EXPECT_EQ(profiles[1].settings, "1,2");
+    // The current profile had no settings of its own: it gets the live ones.
+    EXPECT_EQ(profiles[0].settings, "0,0,0,5,0,0,1,10,0,0,0,0,0,0,5,1,10,32,32,0");
+    SaveSessionState();
+    EXPECT_EQ(Saved().find("PROFILESETTINGS:0,0"), Saved().find("PROFILESETTINGS:"));
+
+    // A file that can't be read counts as absent.
+    ResetAppState();
+    g_SessionStateFilePath = dir_;
+    EXPECT_FALSE(LoadSessionState());
+}
+
+TEST_F(SessionFileTest, DefaultProfileIsKeptAtTheFront) {
+    profiles = {MacroProfile{"a", "", {}}, MacroProfile{"b", "", {}}};
+    currentProfileIdx = 1;
+    EnsureDefaultProfileExists();
+    ASSERT_EQ(profiles.size(), 3u);
+    EXPECT_EQ(profiles[0].name, kDefaultProfileName);
+    EXPECT_EQ(profiles[currentProfileIdx].name, "b");
+    EnsureDefaultProfileExists();
+    EXPECT_EQ(profiles.size(), 3u);
+
+    profiles.clear();
+    currentProfileIdx = 0;
+    EnsureDefaultProfileExists();
+    EXPECT_EQ(profiles.size(), 1u);
+    EXPECT_EQ(currentProfileIdx, 0);
+}
+
+TEST_F(SessionFileTest, SnapshotStoresTheLiveSetupInTheActiveProfile) {
+    keySpamChordMode = true;
+    SnapshotActiveProfileSettings();
+    EXPECT_EQ(profiles[0].settings, "0,0,0,5,0,0,1,10,0,0,0,0,0,0,5,1,10,32,32,1");
+    currentProfileIdx = 7;
+    SnapshotActiveProfileSettings();  // an invalid index stores nothing
+    EXPECT_EQ(profiles.size(), 1u);
+}
+
+TEST_F(SessionFileTest, ASaveIsDroppedWhileTheProfilesAreBusy) {
+    Write("old");
+    {
+        std::lock_guard<std::mutex> busy(profileMutex);
+        std::thread saver(SaveSessionState);  // must not wait for the lock
+        saver.join();
+    }
+    EXPECT_EQ(Saved(), "old");
+    SaveSessionState();
+    EXPECT_NE(Saved(), "old");
+
+    g_SessionStateFilePath = dir_ + "/missing/session.dat";
+    SaveSessionState();  // can't be opened: nothing happens
+    EXPECT_FALSE(PlatformFileExists(g_SessionStateFilePath));
+}
+
+TEST_F(SessionFileTest, AutosaveEveryFiveSecondsAndNotAfterStopping) {
+    isRecording = true;
+    std::thread autosave(SessionAutosaveThread);
+    std::atomic<bool> stop{false};
+    std::thread recorder([&stop] {  // the tap appending under the same mutex
+        for (int i = 0; !stop; ++i) {
+            RecordEvent(Key(i * 0.001, 65));
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    });
+    const auto start = std::chrono::steady_clock::now();
+    while (!PlatformFileExists(g_SessionStateFilePath) &&
+           std::chrono::steady_clock::now() - start < std::chrono::seconds(12)) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    const auto took = std::chrono::steady_clock::now() - start;
+    stop = true;
+    recorder.join();
+    EXPECT_TRUE(PlatformFileExists(g_SessionStateFilePath));
+    EXPECT_GE(took, std::chrono::milliseconds(4900));
+
+    g_AppRunning = false;
+    const auto stopAt = std::chrono::steady_clock::now();
+    autosave.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - stopAt, std::chrono::milliseconds(500));
+    g_AppRunning = true;
+}
+
+}  // namespace
