@@ -9,26 +9,25 @@ namespace {
 // text it had. So "a,b" reads a, b, b, b...; "a," reads a, "", "", ...
 class FieldReader {
 public:
-    explicit FieldReader(const std::string& line) : line_(line) {}
+    explicit FieldReader(std::string_view line) : line_(line) {}
 
     // Returns false when the end had been reached before this read.
-    bool Next(std::string& field) {
+    bool Next(std::string_view& field) {
         if (atEnd_) return false;
-        field.clear();
         const size_t comma = line_.find(',', pos_);
-        if (comma == std::string::npos) {
-            field.assign(line_, pos_, std::string::npos);
+        if (comma == std::string_view::npos) {
+            field = line_.substr(pos_);
             pos_ = line_.size();
             atEnd_ = true;
         } else {
-            field.assign(line_, pos_, comma - pos_);
+            field = line_.substr(pos_, comma - pos_);
             pos_ = comma + 1;
         }
         return true;
     }
 
 private:
-    const std::string& line_;
+    std::string_view line_;
     size_t pos_ = 0;
     bool atEnd_ = false;
 };
@@ -36,26 +35,28 @@ private:
 }  // namespace
 
 void AppendEventLine(std::string& out, const UnifiedEvent& e) {
-    AppendInt(out, e.type);
-    out += ',';
-    AppendFloat(out, e.time);
-    out += ',';
-    AppendInt(out, e.x);
-    out += ',';
-    AppendInt(out, e.y);
-    out += ',';
-    AppendUInt(out, e.mouseFlags);
-    out += ',';
-    AppendInt(out, e.vk);
-    out += ',';
-    out += e.down ? '1' : '0';
-    out += ',';
-    AppendInt(out, e.scrollDelta);
+    char buf[8 * 32];
+    char* p = WriteInt(buf, e.type);
+    *p++ = ',';
+    p = WriteFloat(p, e.time);
+    *p++ = ',';
+    p = WriteInt(p, e.x);
+    *p++ = ',';
+    p = WriteInt(p, e.y);
+    *p++ = ',';
+    p = WriteUInt(p, e.mouseFlags);
+    *p++ = ',';
+    p = WriteInt(p, e.vk);
+    *p++ = ',';
+    *p++ = e.down ? '1' : '0';
+    *p++ = ',';
+    p = WriteInt(p, e.scrollDelta);
+    out.append(buf, p);
 }
 
-bool ParseEventLine(const std::string& line, UnifiedEvent& e, MissingScrollDelta missing) {
+bool ParseEventLine(std::string_view line, UnifiedEvent& e, MissingScrollDelta missing) {
     FieldReader reader(line);
-    std::string field;
+    std::string_view field;
     UnifiedEvent r;
     int32_t down = 0;
     reader.Next(field);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "core/AppState.h"
 
@@ -18,4 +19,4 @@ enum class MissingScrollDelta {
 // Reads a line into e. False, leaving e alone, when a field doesn't read as its number. A line that ends
 // early repeats its last field for the missing ones (the field reader keeps its text when nothing is
 // left), except that macro files read a missing eighth field as 0.
-bool ParseEventLine(const std::string& line, UnifiedEvent& e, MissingScrollDelta missing);
+bool ParseEventLine(std::string_view line, UnifiedEvent& e, MissingScrollDelta missing);

@@ -7,7 +7,7 @@ namespace {
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
 
 // Start of the number: past white space and a plus sign (from_chars takes a minus but no plus).
-const char* NumberStart(const std::string& text, bool& negative) {
+const char* NumberStart(std::string_view text, bool& negative) {
     const char* p = text.data();
     const char* end = p + text.size();
     while (p < end && IsSpace(*p)) ++p;
@@ -17,7 +17,7 @@ const char* NumberStart(const std::string& text, bool& negative) {
 }
 
 template <class T>
-bool ParseInteger(const std::string& text, T& out) {
+bool ParseInteger(std::string_view text, T& out) {
     bool negative = false;
     const char* p = NumberStart(text, negative);
     T v{};
@@ -28,7 +28,7 @@ bool ParseInteger(const std::string& text, T& out) {
 }
 
 template <class T>
-bool ParseFloating(const std::string& text, T& out) {
+bool ParseFloating(std::string_view text, T& out) {
     bool negative = false;
     const char* p = NumberStart(text, negative);
     T v{};
@@ -40,10 +40,10 @@ bool ParseFloating(const std::string& text, T& out) {
 
 }  // namespace
 
-bool ParseInt(const std::string& text, int32_t& out) { return ParseInteger(text, out); }
-bool ParseLong(const std::string& text, int64_t& out) { return ParseInteger(text, out); }
+bool ParseInt(std::string_view text, int32_t& out) { return ParseInteger(text, out); }
+bool ParseLong(std::string_view text, int64_t& out) { return ParseInteger(text, out); }
 
-bool ParseULong(const std::string& text, uint64_t& out) {
+bool ParseULong(std::string_view text, uint64_t& out) {
     bool negative = false;
     const char* p = NumberStart(text, negative);
     if (negative) ++p;
@@ -54,23 +54,24 @@ bool ParseULong(const std::string& text, uint64_t& out) {
     return true;
 }
 
-bool ParseDouble(const std::string& text, double& out) { return ParseFloating(text, out); }
-bool ParseFloat(const std::string& text, float& out) { return ParseFloating(text, out); }
+bool ParseDouble(std::string_view text, double& out) { return ParseFloating(text, out); }
+bool ParseFloat(std::string_view text, float& out) { return ParseFloating(text, out); }
+
+char* WriteInt(char* buf, int64_t v) { return std::to_chars(buf, buf + 32, v).ptr; }
+char* WriteUInt(char* buf, uint64_t v) { return std::to_chars(buf, buf + 32, v).ptr; }
+char* WriteFloat(char* buf, double v) { return std::to_chars(buf, buf + 32, v, std::chars_format::general, 6).ptr; }
 
 void AppendInt(std::string& out, int64_t v) {
-    char buf[24];
-    const auto r = std::to_chars(buf, buf + sizeof buf, v);
-    out.append(buf, r.ptr);
+    char buf[32];
+    out.append(buf, WriteInt(buf, v));
 }
 
 void AppendUInt(std::string& out, uint64_t v) {
-    char buf[24];
-    const auto r = std::to_chars(buf, buf + sizeof buf, v);
-    out.append(buf, r.ptr);
+    char buf[32];
+    out.append(buf, WriteUInt(buf, v));
 }
 
 void AppendFloat(std::string& out, double v) {
     char buf[32];
-    const auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, 6);
-    out.append(buf, r.ptr);
+    out.append(buf, WriteFloat(buf, v));
 }

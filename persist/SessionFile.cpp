@@ -1,6 +1,7 @@
 #include "persist/SessionFile.h"
 
 #include <chrono>
+#include <string_view>
 #include <cstdio>
 #include <thread>
 #include <vector>
@@ -13,10 +14,25 @@
 
 namespace {
 
-bool StartsWith(const std::string& s, const char* prefix, size_t n) { return s.compare(0, n, prefix) == 0; }
+bool StartsWith(std::string_view s, std::string_view prefix) { return s.substr(0, prefix.size()) == prefix; }
 
-// Lines as a stream's getline gives them: cut at LF, a CR kept, no empty line after a final LF.
-std::vector<std::string> Lines(const std::string& text) { return SplitString(text, '\n'); }
+// Walks the lines as a stream's getline gives them: cut at LF, a CR kept, no empty line after a final LF.
+class LineReader {
+public:
+    explicit LineReader(std::string_view text) : text_(text) {}
+    bool Next(std::string_view& line) {
+        if (pos_ >= text_.size()) return false;
+        const size_t lf = text_.find('\n', pos_);
+        const size_t end = lf == std::string_view::npos ? text_.size() : lf;
+        line = text_.substr(pos_, end - pos_);
+        pos_ = end + 1;
+        return true;
+    }
+
+private:
+    std::string_view text_;
+    size_t pos_ = 0;
+};
 
 }  // namespace
 
@@ -24,6 +40,9 @@ std::string BuildSessionText() {
     std::string text = "SETTINGS:" + SerializeSettings() + "\n";
     std::unique_lock<std::mutex> lock(profileMutex, std::try_to_lock);
     if (!lock.owns_lock()) return "";
+    size_t events = 0;
+    for (const MacroProfile& p : profiles) events += p.events.size();
+    text.reserve(text.size() + events * 32 + profiles.size() * 160);
     text += "CURRENT:";
     AppendInt(text, currentProfileIdx);
     text += '\n';
@@ -54,26 +73,24 @@ bool LoadSessionState() {
 }
 
 bool LoadSessionStateFromText(const std::string& text) {
-    const std::vector<std::string> lines = Lines(text);
-    if (lines.empty() || !StartsWith(lines[0], "SETTINGS:", 9)) return false;
-    DeserializeSettings(lines[0].substr(9));
+    LineReader lines(text);
+    std::string_view line;
+    if (!lines.Next(line) || !StartsWith(line, "SETTINGS:")) return false;
+    DeserializeSettings(std::string(line.substr(9)));
 
     int32_t current = 0;
-    size_t next = 1;
-    if (lines.size() > 1) {
-        if (!StartsWith(lines[1], "CURRENT:", 8) || !ParseInt(lines[1].substr(8), current)) current = 0;
-        next = 2;  // the second line is consumed whatever it holds
+    if (lines.Next(line)) {  // the second line is consumed whatever it holds
+        if (!StartsWith(line, "CURRENT:") || !ParseInt(line.substr(8), current)) current = 0;
     }
 
     std::vector<MacroProfile> read;
-    for (size_t i = next; i < lines.size(); ++i) {
-        const std::string& line = lines[i];
+    while (lines.Next(line)) {
         if (line.empty()) continue;
-        if (StartsWith(line, "PROFILE:", 8)) {
-            read.push_back(MacroProfile{line.substr(8), "", {}});
+        if (StartsWith(line, "PROFILE:")) {
+            read.push_back(MacroProfile{std::string(line.substr(8)), "", {}});
         } else if (read.empty()) {
             continue;
-        } else if (StartsWith(line, "PROFILESETTINGS:", 16)) {
+        } else if (StartsWith(line, "PROFILESETTINGS:")) {
             read.back().settings = line.substr(16);
         } else {
             UnifiedEvent e;
