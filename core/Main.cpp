@@ -3,6 +3,8 @@
 #include "core/AppState.h"
 #include "core/CommandLine.h"
 #include "core/Master.h"
+#include "macro/MacroImport.h"
+#include "platform/Platform.h"
 
 int main(int argc, char** argv) {
     const CommandLine cl = ParseCommandLine(argc, argv);
@@ -11,9 +13,15 @@ int main(int argc, char** argv) {
         case RunMode::SelfTestUpdate:
             std::printf("SELFTEST-UPDATE: the update self test is not part of this build\n");
             return 1;
-        case RunMode::SelfTest:
-            std::printf("SELFTEST: the macro import self test is not part of this build\n");
-            return 1;
+        case RunMode::SelfTest: {
+            const std::string path =
+                PlatformTempDir() + "qvn-selftest-import-" + std::to_string(PlatformProcessId()) + ".qvnmacro";
+            std::string report;
+            const bool pass = MacroImportSelfTest(path, report);
+            std::printf("%s", report.c_str());
+            std::printf(pass ? "SELFTEST: ALL PASS\n" : "SELFTEST: FAILURES ABOVE\n");
+            return pass ? 0 : 1;
+        }
         case RunMode::Timeline:
             std::fprintf(stderr, "Quorvane: the Timeline Editor is not part of this build\n");
             return 1;

@@ -41,6 +41,17 @@ bool ParseFloating(std::string_view text, T& out) {
 }  // namespace
 
 bool ParseInt(std::string_view text, int32_t& out) { return ParseInteger(text, out); }
+
+bool ParseIntWhole(std::string_view text, int32_t& out) {
+    bool negative = false;
+    const char* p = NumberStart(text, negative);
+    const char* end = text.data() + text.size();
+    int32_t v = 0;
+    const auto r = std::from_chars(p, end, v, 10);
+    if (r.ec != std::errc() || r.ptr != end) return false;
+    out = v;
+    return true;
+}
 bool ParseLong(std::string_view text, int64_t& out) { return ParseInteger(text, out); }
 
 bool ParseULong(std::string_view text, uint64_t& out) {

@@ -15,6 +15,9 @@ bool ParseULong(std::string_view text, uint64_t& out);  // a leading minus wraps
 bool ParseDouble(std::string_view text, double& out);
 bool ParseFloat(std::string_view text, float& out);
 
+// As ParseInt, but the number must run to the end of the text (leading white space and a sign allowed).
+bool ParseIntWhole(std::string_view text, int32_t& out);
+
 // Appends a number: integers in decimal, floating point in the shortest of fixed or exponent form with
 // six significant digits (the default of a C++ output stream).
 void AppendInt(std::string& out, int64_t v);

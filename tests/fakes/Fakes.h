@@ -14,3 +14,6 @@ extern double g_FakeDoubleClickSeconds;
 // Puts every shared global back to its starting value, empties the wake events and makes one empty
 // default profile the current one.
 void ResetAppState();
+
+// What the fake file choosers return ("" is a cancel).
+extern std::string g_FakeChosenPath;

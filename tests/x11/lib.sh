@@ -22,6 +22,21 @@ wait_for() {  # wait_for seconds command...
 
 has_main_window() { [ -n "$(main_windows)" ]; }
 
+# Screenshots the screen into $1 until window $2 shows more than $3 colours (the web process paints a
+# second or more after the window maps, longer on a loaded machine), for up to $4 seconds.
+shoot_painted() {
+  local shot=$1 win=$2 min=$3 secs=$4
+  local deadline=$(( $(date +%s) + secs ))
+  eval "$(xdotool getwindowgeometry --shell "$win")"
+  while :; do
+    import -window root "$shot"
+    colours=$(convert "$shot" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -unique-colors -format '%w' info:)
+    [ "$colours" -gt "$min" ] && return 0
+    [ "$(date +%s)" -ge "$deadline" ] && return 1
+    sleep 0.5
+  done
+}
+
 # Waits up to $2 seconds for our child $1 to end and puts its exit status in $rc ("timeout" if it didn't).
 # Not a command substitution: only this shell can wait for its own children.
 wait_exit() {

@@ -5,11 +5,8 @@ source "$(dirname "$0")/lib.sh"
 "$QVN_BIN" & app=$!
 check "the main window appears" wait_for 20 has_main_window
 win=$(main_windows | head -n1)
-sleep 2  # the web process paints about a second after the window maps
 shot="$QVN_ARTIFACTS/main-window.png"
-import -window root "$shot"
-eval "$(xdotool getwindowgeometry --shell "$win")"
-colours=$(convert "$shot" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -unique-colors -format '%w' info:)
+shoot_painted "$shot" "$win" 20 30
 check "the page is painted (window has $colours colours)" test "$colours" -gt 20
 check "the window has the default size" test "$WIDTH" -eq 420 -a "$HEIGHT" -eq 560
 brightness() { convert "$1" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -colorspace Gray -format '%[fx:int(100*mean)]' info:; }
@@ -21,7 +18,7 @@ check "the data folder is private" test "$(stat -c %a "$data")" = 700
 check "the instance lock is held" test -f "$data/instance.lock"
 
 "$QVN_BIN" & second=$!
-wait_exit "$second" 10
+wait_exit "$second" 30
 check "a second master exits 0 at once (got $rc)" test "$rc" = 0
 check "the first master still runs" kill -0 "$app"
 check "still one main window" test "$(main_windows | wc -l)" -eq 1
@@ -52,8 +49,7 @@ bare=$(mktemp -d)
 cp "$QVN_BIN" "$bare/quorvane"
 "$bare/quorvane" & nopage=$!
 check "without pages the window still appears" wait_for 20 has_main_window
-sleep 1.5
-import -window root "$QVN_ARTIFACTS/missing-page.png"
+shoot_painted "$QVN_ARTIFACTS/missing-page.png" "$(main_windows | head -n1)" 4 30
 level=$(brightness "$QVN_ARTIFACTS/missing-page.png")
 check "the window shows the plain missing-page message instead (brightness $level%)" test "$level" -gt 75
 kill -TERM "$nopage"

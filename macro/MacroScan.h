@@ -1,0 +1,87 @@
+// The static safety check of a macro's key presses: which harmful patterns of Windows shortcuts it holds,
+// where, and how bad. It runs nothing and looks at key events only.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/AppState.h"
+
+struct MacroScanMatch {
+    std::string id;
+    std::string severity;  // "DANGER" or "CAUTION"
+    std::string message;
+    std::string title;
+    double atSec = 0;
+};
+
+struct MacroScanResult {
+    std::string level = "none";  // "none", "caution" or "danger"
+    std::vector<MacroScanMatch> matches;
+};
+
+// Scans in list order, trusting the events' times. Pure: no shared state but two constant tables, so
+// scans may run on any thread at once. The events must stay unchanged during the scan.
+MacroScanResult ScanMacroEvents(const std::vector<UnifiedEvent>& events);
+
+// {"level":"...","matches":[{"id":"...","severity":"...","atSec":1.5},...]}
+std::string MacroScanResultToJson(const MacroScanResult& result);
+
+namespace MacroScan {
+
+// Which modifier families were down just before a press.
+struct HeldMods {
+    bool ctrl = false;
+    bool alt = false;
+    bool shift = false;
+    bool win = false;
+};
+
+struct KeyEv {
+    const UnifiedEvent* event;
+    HeldMods held;
+};
+
+enum class ModFamily { Ctrl, Alt, Shift, Win };
+
+using Step = std::function<bool(const UnifiedEvent&, const HeldMods&)>;
+
+struct SeqResult {
+    bool matched = false;
+    double atSec = 0;
+};
+
+struct Scenario {
+    std::string id;
+    std::string severity;
+    std::string title;
+    std::string message;
+    std::function<SeqResult(const std::vector<KeyEv>&)> match;
+};
+
+// The presses of the list, each with the modifiers held before it.
+std::vector<KeyEv> BuildKeyList(const std::vector<UnifiedEvent>& events);
+
+// The steps in order as a subsequence; with `bounded`, all within windowSec of the first step. Gives up
+// after 500 failed attempts.
+SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>& steps, bool bounded, double windowSec);
+
+// `count` keys passing the step within windowSec of the first of them.
+SeqResult MatchRepeat(const std::vector<KeyEv>& keys, const Step& step, int count, double windowSec);
+
+// Exactly these modifier families held, and this key.
+Step Combo(std::vector<ModFamily> mods, int vk);
+Step AnyOf(std::vector<Step> steps);
+bool TypingOnce(const UnifiedEvent& event, const HeldMods& held);
+bool WinTap(const UnifiedEvent& event, const HeldMods& held);
+
+// The sixteen scenarios, in the order they are tried; built once.
+const std::vector<Scenario>& Scenarios();
+
+// Scenario id -> the ids its finding hides.
+const std::map<std::string, std::set<std::string>>& Suppresses();
+
+}  // namespace MacroScan
