@@ -64,24 +64,33 @@ std::string ProfileSettingsFromMacroSettingsLine(const std::string& line) {
 }
 
 std::string ParseMacroText(const std::string& text, MacroProfile& out) {
-    std::vector<std::string> lines = SplitString(text, '\n');
-    for (std::string& line : lines) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-    }
-    if (lines.empty() || lines[0].empty()) return "That macro file is missing its profile name.";
+    // Lines as a stream's getline gives them, each with one trailing CR cut off.
+    size_t pos = 0;
+    const auto nextLine = [&text, &pos](std::string_view& line) {
+        if (pos >= text.size()) return false;
+        const size_t lf = text.find('\n', pos);
+        const size_t end = lf == std::string::npos ? text.size() : lf;
+        line = std::string_view(text).substr(pos, end - pos);
+        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+        pos = end + 1;
+        return true;
+    };
 
+    std::string_view line;
+    if (!nextLine(line) || line.empty()) return "That macro file is missing its profile name.";
     MacroProfile read;
-    read.name = lines[0];
-    size_t first = 1;
-    if (lines.size() > 1 && lines[1].rfind("SETTINGS:", 0) == 0) {
-        read.settings = ProfileSettingsFromMacroSettingsLine(lines[1].substr(9));
-        first = 2;
-    }
-    read.events.reserve(lines.size() - first);
-    for (size_t i = first; i < lines.size(); ++i) {
-        if (lines[i].empty()) continue;
+    read.name = line;
+    bool first = true;
+    while (nextLine(line)) {
+        if (first && line.substr(0, 9) == "SETTINGS:") {
+            read.settings = ProfileSettingsFromMacroSettingsLine(std::string(line.substr(9)));
+            first = false;
+            continue;
+        }
+        first = false;
+        if (line.empty()) continue;
         UnifiedEvent e;
-        if (ParseEventLine(lines[i], e, MissingScrollDelta::Zero)) read.events.push_back(e);
+        if (ParseEventLine(line, e, MissingScrollDelta::Zero)) read.events.push_back(e);
     }
     out = std::move(read);
     return "";

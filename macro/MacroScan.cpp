@@ -51,6 +51,9 @@ SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>&
             if (steps[k](*keys[j].event, keys[j].held)) ++k;
         }
         if (k == steps.size()) return {true, anchor};
+        // Matching the later steps greedily finds a subsequence whenever one exists. Without a window, the
+        // keys after any later anchor are a part of the keys just searched, so no later attempt can succeed.
+        if (!bounded) return {};
         ++failed;  // the next attempt starts just after this anchor, so attempts overlap
     }
     return {};
@@ -70,6 +73,21 @@ SeqResult MatchRepeat(const std::vector<KeyEv>& keys, const Step& step, int coun
     return {};
 }
 
+Step Step::Combo(HeldMods want, int vk) {
+    Step s;
+    s.kind_ = Kind::Combo;
+    s.want_ = want;
+    s.vk_ = vk;
+    return s;
+}
+
+Step Step::AnyOf(std::vector<Step> steps) {
+    Step s;
+    s.kind_ = Kind::AnyOf;
+    s.any_ = std::move(steps);
+    return s;
+}
+
 Step Combo(std::vector<ModFamily> mods, int vk) {
     HeldMods want;
     for (ModFamily m : mods) {
@@ -80,19 +98,10 @@ Step Combo(std::vector<ModFamily> mods, int vk) {
             case ModFamily::Win: want.win = true; break;
         }
     }
-    return [want, vk](const UnifiedEvent& e, const HeldMods& h) {
-        return e.vk == vk && h.ctrl == want.ctrl && h.alt == want.alt && h.shift == want.shift && h.win == want.win;
-    };
+    return Step::Combo(want, vk);
 }
 
-Step AnyOf(std::vector<Step> steps) {
-    return [steps = std::move(steps)](const UnifiedEvent& e, const HeldMods& h) {
-        for (const Step& s : steps) {
-            if (s(e, h)) return true;
-        }
-        return false;
-    };
-}
+Step AnyOf(std::vector<Step> steps) { return Step::AnyOf(std::move(steps)); }
 
 bool TypingOnce(const UnifiedEvent& event, const HeldMods& held) {
     if (held.ctrl || held.alt || held.win) return false;

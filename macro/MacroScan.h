@@ -47,7 +47,39 @@ struct KeyEv {
 
 enum class ModFamily { Ctrl, Alt, Shift, Win };
 
-using Step = std::function<bool(const UnifiedEvent&, const HeldMods&)>;
+// A predicate over a press and the modifiers held before it, held by value. A plain struct rather than a
+// type-erased function: the scan calls steps for every key of every scenario.
+class Step {
+public:
+    using Fn = bool (*)(const UnifiedEvent&, const HeldMods&);
+    Step(Fn fn) : kind_(Kind::Function), fn_(fn) {}  // NOLINT(google-explicit-constructor)
+    static Step Combo(HeldMods want, int vk);
+    static Step AnyOf(std::vector<Step> steps);
+
+    bool operator()(const UnifiedEvent& e, const HeldMods& h) const {
+        switch (kind_) {
+            case Kind::Combo:
+                return e.vk == vk_ && h.ctrl == want_.ctrl && h.alt == want_.alt && h.shift == want_.shift &&
+                       h.win == want_.win;
+            case Kind::AnyOf:
+                for (const Step& s : any_) {
+                    if (s(e, h)) return true;
+                }
+                return false;
+            case Kind::Function: return fn_(e, h);
+        }
+        return false;
+    }
+
+private:
+    enum class Kind { Combo, AnyOf, Function };
+    Step() = default;
+    Kind kind_ = Kind::Function;
+    Fn fn_ = nullptr;
+    HeldMods want_;
+    int vk_ = 0;
+    std::vector<Step> any_;
+};
 
 struct SeqResult {
     bool matched = false;

@@ -25,24 +25,28 @@ SeqResult AdminApprove(const std::vector<KeyEv>& keys) {
 // A burst of eight typed keys within 5 s, then a bare Enter within 10 s of the burst's first key. Only the
 // first burst counts.
 SeqResult TypeAndSend(const std::vector<KeyEv>& keys) {
-    std::vector<size_t> typed;
-    for (size_t i = 0; i < keys.size(); ++i) {
-        if (TypingOnce(*keys[i].event, keys[i].held)) typed.push_back(i);
-    }
-    if (typed.size() < 8) return {};
-    size_t burstEnd = 0;
+    // The last eight typed keys, as a ring; the first time the eighth comes within 5 s of the first, that
+    // is the burst. Stopping there gives what a list of every typed key would give, without building it.
+    size_t ring[8];
+    size_t typed = 0;
+    size_t burstFirst = 0, burstLast = 0;
     bool found = false;
-    for (size_t t = 7; t < typed.size(); ++t) {
-        if (keys[typed[t]].event->time - keys[typed[t - 7]].event->time <= 5.0) {
-            burstEnd = t;
+    for (size_t i = 0; i < keys.size() && !found; ++i) {
+        if (!TypingOnce(*keys[i].event, keys[i].held)) continue;
+        ring[typed % 8] = i;
+        ++typed;
+        if (typed < 8) continue;
+        const size_t first = ring[typed % 8];  // seven typed keys before this one
+        if (keys[i].event->time - keys[first].event->time <= 5.0) {
+            burstFirst = first;
+            burstLast = i;
             found = true;
-            break;
         }
     }
     if (!found) return {};
-    const double start = keys[typed[burstEnd - 7]].event->time;
+    const double start = keys[burstFirst].event->time;
     const Step enter = Combo({}, kEnter);
-    for (size_t j = typed[burstEnd] + 1; j < keys.size(); ++j) {
+    for (size_t j = burstLast + 1; j < keys.size(); ++j) {
         if (keys[j].event->time - start > 10.0) return {};
         if (enter(*keys[j].event, keys[j].held)) return {true, start};
     }
