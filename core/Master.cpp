@@ -48,12 +48,22 @@ int RunMaster() {
         w.set_title(kWindowTitle);
         w.set_size(420, 560, SizeHint::None);
         LoadMainUi(w);
-        if (g_StartMinimized) {
-            // minimising arrives with the window shell
-        } else {
-            PlatformBringToFront(w.window());
+
+        void* window = w.window();
+        if (g_HasSavedWindowPos) {
+            PlatformRestoreWindowPlacement(window, g_SavedWindowX, g_SavedWindowY, g_SavedWindowWidth,
+                                           g_SavedWindowHeight, g_SavedMaximized && !g_StartMinimized);
+            SaveGeometry();
         }
+        if (g_AlwaysOnTop) PlatformSetAlwaysOnTop(window, true);
+        if (g_StartMinimized) {
+            PlatformMinimize(window);
+        } else {
+            PlatformBringToFront(window);
+        }
+        PlatformInstallLifecycleHooks(window, SaveGeometry);
         PlatformInstallQuitHandler([&w] { w.terminate(); });
+        PlatformInstallWindowShortcuts(window, [&w] { w.terminate(); });
 
         w.run();
 

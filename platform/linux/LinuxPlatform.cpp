@@ -10,9 +10,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 #include "platform/Platform.h"
+#include "platform/Window.h"
 
 namespace {
 
@@ -152,4 +154,55 @@ int PlatformProcessId() { return static_cast<int>(getpid()); }
 
 void PlatformSignalChild(int pid, int sig) {
     if (pid > 0) kill(pid, sig);
+}
+
+std::string LinuxAutostartPath() {
+    const char* xdg = std::getenv("XDG_CONFIG_HOME");
+    const std::string base = xdg && xdg[0] == '/' ? std::string(xdg) : HomeDir() + "/.config";
+    return base + "/autostart/app.quorvane.pro.desktop";
+}
+
+std::string LinuxAutostartEntry(const std::string& executable) {
+    // Exec takes a quoted argument: '"', '`', '$' and '\' get a backslash, then the value's own escaping
+    // doubles every backslash; '%' is a field code unless doubled.
+    std::string quoted = "\"";
+    for (char c : executable) {
+        if (c == '"' || c == '`' || c == '$') {
+            quoted += "\\\\";
+            quoted += c;
+        } else if (c == '\\') {
+            quoted += "\\\\\\\\";
+        } else if (c == '%') {
+            quoted += "%%";
+        } else {
+            quoted += c;
+        }
+    }
+    quoted += '"';
+    return "[Desktop Entry]\nType=Application\nName=Quorvane\nComment=Start Quorvane at login\nExec=" + quoted +
+           "\nTerminal=false\nX-GNOME-Autostart-enabled=true\n";
+}
+
+void PlatformApplyLaunchOnStartup(bool on) {
+    const std::string path = LinuxAutostartPath();
+    if (!on) {
+        unlink(path.c_str());
+        return;
+    }
+    const std::string entry = LinuxAutostartEntry(ExecutablePath());
+    if (ReadFile(path) == entry) return;  // spares a write on every start
+    const std::string dir = path.substr(0, path.rfind('/'));
+    for (size_t slash = dir.find('/', 1); slash != std::string::npos; slash = dir.find('/', slash + 1)) {
+        mkdir(dir.substr(0, slash).c_str(), 0755);
+    }
+    mkdir(dir.c_str(), 0755);  // an existing folder keeps its mode
+    const std::string tmp = path + ".tmp";
+    std::FILE* f = std::fopen(tmp.c_str(), "wb");
+    if (!f) return;
+    const bool ok = std::fwrite(entry.data(), 1, entry.size(), f) == entry.size();
+    if (std::fclose(f) == 0 && ok) {
+        rename(tmp.c_str(), path.c_str());
+    } else {
+        unlink(tmp.c_str());
+    }
 }

@@ -11,3 +11,9 @@ void LinuxEnsurePrivateDir(const std::string& dir);
 
 // The path of the executable that process `pid` runs; empty when it can't be read.
 std::string LinuxProcessExe(int pid);
+
+// Where the login-start entry lives: $XDG_CONFIG_HOME/autostart (absolute only), else ~/.config/autostart.
+std::string LinuxAutostartPath();
+
+// The desktop entry that starts the executable at login.
+std::string LinuxAutostartEntry(const std::string& executable);

@@ -95,15 +95,6 @@ void Activate(Display* dpy, Window root, Window w) {
 
 }  // namespace
 
-// Window placement, keep-above and the login item belong to the window shell, which isn't built yet.
-bool PlatformGetWindowPlacement(void*, int&, int&, int&, int&, bool&) { return false; }
-void PlatformApplyAlwaysOnTop(bool) {}
-void PlatformApplyLaunchOnStartup(bool) {}
-
-void PlatformBringToFront(void* window) {
-    if (window) gtk_window_present(GTK_WINDOW(window));
-}
-
 void PlatformInstallQuitHandler(std::function<void()> onQuit) {
     static std::function<void()> handler;
     handler = std::move(onQuit);

@@ -5,7 +5,6 @@ bool PlatformGetWindowPlacement(void*, int&, int&, int&, int&, bool&) { return f
 void PlatformBringToFront(void*) {}
 void PlatformInstallQuitHandler(std::function<void()>) {}
 void PlatformApplyAlwaysOnTop(bool) {}
-void PlatformApplyLaunchOnStartup(bool) {}
 
 std::string g_FakeChosenPath;
 std::string PlatformChooseFileToOpen(const std::string&) { return g_FakeChosenPath; }
