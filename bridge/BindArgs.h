@@ -13,3 +13,7 @@ std::string JsonEscapeForBind(const std::string& text);
 
 // "" for an empty message, else its JSON string literal.
 std::string BindMessage(const std::string& message);
+
+// The first argument of the bridge's array when it is a JSON string, decoded (escapes and \u forms to
+// UTF-8); false when the text doesn't start that way.
+bool JsonFirstStringArg(const std::string& args, std::string& out);

@@ -1,5 +1,6 @@
 #include "bridge/WebView.h"
 
+#include "bridge/BindArgs.h"
 #include "bridge/webview_api.h"
 
 struct WebView::Binding {
@@ -21,6 +22,8 @@ void OnBoundCall(const char* id, const char* req, void* arg) {
     // No exception may cross the library's C frames: a failing binding rejects the page's promise.
     try {
         b->owner->resolve(callId, 0, b->sync(args));
+    } catch (const std::exception& e) {
+        b->owner->resolve(callId, 1, JsonEscapeForBind(e.what()));
     } catch (...) {
         b->owner->resolve(callId, 1, "\"internal error\"");
     }

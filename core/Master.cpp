@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "bridge/MainBindings.h"
 #include "bridge/WebView.h"
 #include "core/AppState.h"
 #include "core/Threads.h"
@@ -47,6 +48,8 @@ int RunMaster() {
         g_MasterEvalFn.Set([&w](const std::string& script) { w.dispatch([&w, script] { w.eval(script); }); });
         w.set_title(kWindowTitle);
         w.set_size(420, 560, SizeHint::None);
+        w.init(kDocumentStartScript);
+        BindMainWindow(w);
         LoadMainUi(w);
 
         void* window = w.window();

@@ -1,3 +1,6 @@
+#include <string>
+#include <vector>
+
 #include "platform/Dialogs.h"
 #include "platform/Window.h"
 
@@ -9,3 +12,10 @@ void PlatformApplyAlwaysOnTop(bool) {}
 std::string g_FakeChosenPath;
 std::string PlatformChooseFileToOpen(const std::string&) { return g_FakeChosenPath; }
 std::string PlatformChooseSaveFile(const std::string&, const std::string&) { return g_FakeChosenPath; }
+
+std::vector<std::string> g_FakeWindowCalls;
+void PlatformResizeWindowClamped(void*, int w, int h) {
+    g_FakeWindowCalls.push_back("resize " + std::to_string(w) + "x" + std::to_string(h));
+}
+void PlatformOpenUrl(const std::string& url) { g_FakeWindowCalls.push_back("open " + url); }
+void PlatformShowAlert(const std::string& text) { g_FakeWindowCalls.push_back("alert " + text); }

@@ -17,3 +17,6 @@ void ResetAppState();
 
 // What the fake file choosers return ("" is a cancel).
 extern std::string g_FakeChosenPath;
+
+// Calls into the fake window layer: "resize WxH", "open URL", "alert TEXT".
+extern std::vector<std::string> g_FakeWindowCalls;

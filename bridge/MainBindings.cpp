@@ -1,0 +1,81 @@
+#include "bridge/MainBindings.h"
+
+#include <functional>
+#include <vector>
+
+#include "bridge/BindArgs.h"
+#include "bridge/WebView.h"
+#include "core/AppState.h"
+#include "core/Signals.h"
+#include "core/Wake.h"
+#include "macro/MacroImport.h"
+#include "persist/AppSettings.h"
+#include "platform/Window.h"
+
+namespace {
+
+std::string Trigger(std::atomic<bool>& trigger) {
+    trigger = true;
+    WakeSignalProcessor();
+    return "";
+}
+
+}  // namespace
+
+void BindMainWindow(WebView& w) {
+    using Fn = std::function<std::string(const std::string&)>;
+    const auto none = [](std::string (*fn)()) { return Fn([fn](const std::string&) { return fn(); }); };
+    const std::vector<std::pair<const char*, Fn>> table = {
+        {"resizeWindow", BindResizeWindow},
+        {"startSpammer", [](const std::string&) { return Trigger(triggerAutoClickStart); }},
+        {"stopSpammer", [](const std::string&) { return Trigger(triggerAutoClickStop); }},
+        {"startKeySpam", [](const std::string&) { return Trigger(triggerKeySpamStart); }},
+        {"stopKeySpam", [](const std::string&) { return Trigger(triggerKeySpamStop); }},
+        {"removeKeySpamTarget", BindRemoveKeySpamTarget},
+        {"setKeySpamChordMode", BindSetKeySpamChordMode},
+        {"pickLocation",
+         [](const std::string&) {
+             isPickingLocation = true;
+             return std::string();
+         }},
+        {"setHoldMode",
+         [](const std::string& arg) {
+             ApplyHoldMode(ParseJSString(arg));
+             return std::string();
+         }},
+        {"startRecording", [](const std::string&) { return Trigger(triggerRecordStart); }},
+        {"stopRecording", [](const std::string&) { return Trigger(triggerRecordStop); }},
+        {"continueRecording", [](const std::string&) { return Trigger(triggerRecordContinue); }},
+        {"undoContinueRecording", [](const std::string&) { return Trigger(triggerUndoContinue); }},
+        {"startPlayback", [](const std::string&) { return Trigger(triggerPlayStart); }},
+        {"stopPlayback", [](const std::string&) { return Trigger(triggerPlayStop); }},
+        {"setTheme", BindSetTheme},
+        {"getSharedTheme", none(BindGetSharedTheme)},
+        {"exportProfile", BindExportProfile},
+        {"importProfile", BindImportProfile},
+        {"confirmMacroImport", BindConfirmMacroImport},
+        {"cancelMacroImport", BindCancelMacroImport},
+        {"getPendingMacroImport", none(BindGetPendingMacroImport)},
+        {"getAppSettings", none(BindGetAppSettings)},
+        {"markWarningSeen", BindMarkWarningSeen},
+        {"setAppSetting", BindSetAppSetting},
+        {"setPanelOrder", BindSetPanelOrder},
+        {"resetHotkeys", none(BindResetHotkeys)},
+        {"openLink", BindOpenLink},
+        {"clearProfile", none(BindClearProfile)},
+        {"addProfile", BindAddProfile},
+        {"deleteProfile", none(BindDeleteProfile)},
+        {"switchProfile", BindSwitchProfile},
+        {"getProfiles", none(BindGetProfiles)},
+        {"reassignKey", BindReassignKey},
+        {"qvnMacAlert",
+         [](const std::string& arg) {
+             // The alert's text is a JSON string; decoded properly, since it is shown, not parsed further.
+             std::string text;
+             if (!JsonFirstStringArg(arg, text)) text = ParseJSString(arg);
+             PlatformShowAlert(text);
+             return std::string();
+         }},
+    };
+    for (const auto& [name, fn] : table) w.bind(name, fn);
+}

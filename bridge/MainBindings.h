@@ -1,0 +1,37 @@
+// The names the main page calls. Each binding takes the bridge's JSON array of arguments as text and
+// returns the JSON of its result ("" for none).
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+class WebView;
+
+// A binding that can't use its argument (a number that isn't one) rejects the page's promise with this
+// message instead of answering.
+class BindError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// The script that runs at the start of every page: no context menu, alert() through the native alert,
+// the pages' font mapped to a local one, and the login-start wording of this desktop.
+extern const char* const kDocumentStartScript;
+
+// Binds every page function of the main window.
+void BindMainWindow(WebView& w);
+
+// Profile operations; all but BindGetProfiles do nothing while a recording runs.
+std::string BindGetProfiles();
+std::string BindAddProfile(const std::string& arg);
+std::string BindDeleteProfile();
+std::string BindSwitchProfile(const std::string& arg);
+std::string BindClearProfile();
+
+std::string BindResetHotkeys();
+std::string BindRemoveKeySpamTarget(const std::string& arg);
+std::string BindSetKeySpamChordMode(const std::string& arg);
+std::string BindResizeWindow(const std::string& arg);
+std::string BindSetTheme(const std::string& arg);
+std::string BindGetSharedTheme();
+std::string BindOpenLink(const std::string& arg);

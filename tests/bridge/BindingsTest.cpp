@@ -1,0 +1,156 @@
+// The main window's bindings called as the page calls them, with the raw argument text.
+#include <gtest/gtest.h>
+
+#include "bridge/BindArgs.h"
+#include "bridge/MainBindings.h"
+#include "core/AppState.h"
+#include "persist/Settings.h"
+#include "tests/fakes/Fakes.h"
+
+namespace {
+
+class BindingsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ResetAppState();
+        g_FakeWindowCalls.clear();
+        g_MasterWindow = reinterpret_cast<void*>(0x1);  // any window: the fake layer doesn't look at it
+    }
+    void TearDown() override { g_MasterWindow = nullptr; }
+
+    static std::vector<std::string> Names() {
+        std::vector<std::string> n;
+        for (const auto& p : profiles) n.push_back(p.name);
+        return n;
+    }
+};
+
+TEST_F(BindingsTest, ProfileOperations) {
+    using V = std::vector<std::string>;
+    autoClickIntervalMs = 40;
+    BindAddProfile("[\"Farm \\\"A\\\", [fast]\"]");  // brackets and quotes can't be carried
+    EXPECT_EQ(Names(), (V{kDefaultProfileName, "Farm \\A\\, fast"}));
+    EXPECT_EQ(currentProfileIdx, 1);
+    EXPECT_EQ(profiles[1].settings, SerializeProfileSettings());  // it inherits the live setup
+    EXPECT_EQ(BindGetProfiles(),
+              "{\"current\":1,\"names\":[\"Default Tracking Profile\",\"Farm \\\\A\\\\, fast\"],\"cap\":-1,"
+              "\"defaultName\":\"Default Tracking Profile\"}");
+
+    BindAddProfile("[\"\"]");
+    isRecording = true;
+    BindAddProfile("[\"During\"]");
+    BindSwitchProfile("[0]");
+    BindDeleteProfile();
+    BindClearProfile();
+    isRecording = false;
+    EXPECT_EQ(Names().size(), 2u);
+    EXPECT_EQ(currentProfileIdx, 1);
+
+    // Switching applies the profile's own setup, or the defaults when it has none.
+    BindSwitchProfile("[0]");
+    EXPECT_EQ(autoClickIntervalMs, 5);
+    BindSwitchProfile("[1]");
+    EXPECT_EQ(autoClickIntervalMs, 40);
+    BindSwitchProfile("[\"abc\"]");
+    BindSwitchProfile("[7]");
+    BindSwitchProfile("[-1]");
+    EXPECT_EQ(currentProfileIdx, 1);
+
+    // Deleting the last entry selects the new last one and loads its setup.
+    BindAddProfile("[\"Third\"]");
+    BindDeleteProfile();
+    EXPECT_EQ(Names(), (V{kDefaultProfileName, "Farm \\A\\, fast"}));
+    EXPECT_EQ(currentProfileIdx, 1);
+
+    // The default profile is emptied, never removed, even with others present.
+    BindSwitchProfile("[0]");
+    profiles[0].events.push_back(UnifiedEvent{});
+    autoClickIntervalMs = 77;
+    BindDeleteProfile();
+    EXPECT_EQ(Names().size(), 2u);
+    EXPECT_TRUE(profiles[0].events.empty());
+    EXPECT_EQ(autoClickIntervalMs, 5);
+    EXPECT_EQ(profiles[0].settings, SerializeProfileSettings());
+
+    // A single profile that isn't the default stays.
+    profiles = {MacroProfile{"Only", "", {}}};
+    currentProfileIdx = 0;
+    BindDeleteProfile();
+    EXPECT_EQ(Names(), V{"Only"});
+
+    // Clearing empties the macro and resets the setup; the name stays.
+    profiles[0].events.push_back(UnifiedEvent{});
+    keySpamChordMode = true;
+    BindClearProfile();
+    EXPECT_TRUE(profiles[0].events.empty());
+    EXPECT_FALSE(keySpamChordMode);
+    EXPECT_EQ(profiles[0].name, "Only");
+}
+
+TEST_F(BindingsTest, SmallBindings) {
+    BindSetKeySpamChordMode("[\"1\"]");
+    EXPECT_TRUE(keySpamChordMode);
+    EXPECT_EQ(profiles[0].settings.back(), '1');  // snapshotted
+    BindSetKeySpamChordMode("[\"true\"]");
+    EXPECT_FALSE(keySpamChordMode);
+
+    keySpamTargetCount = 1;
+    BindRemoveKeySpamTarget("[\"abc\"]");
+    EXPECT_EQ(keySpamTargetCount, 1);
+    BindRemoveKeySpamTarget("[0]");
+    EXPECT_EQ(keySpamTargetCount, 0);
+
+    vkRecord = 65;
+    g_HoldModeAuto = true;
+    g_HotkeyLockEnabled = false;
+    BindResetHotkeys();
+    EXPECT_EQ(vkRecord, 119);
+    EXPECT_TRUE(g_HoldModeAuto);
+    EXPECT_FALSE(g_HotkeyLockEnabled);
+
+    BindSetTheme("[\"midnight\"]");
+    EXPECT_EQ(BindGetSharedTheme(), "\"midnight\"");
+
+    EXPECT_EQ(BindResizeWindow("[\"500\"]"), "");
+    EXPECT_EQ(BindResizeWindow("[500,600]"), "");
+    EXPECT_THROW(BindResizeWindow("[\"wide\",600]"), BindError);
+    BindOpenLink("[\"docs\"]");
+    BindOpenLink("[\"discord\"]");
+    BindOpenLink("[\"elsewhere\"]");
+    ASSERT_EQ(g_FakeWindowCalls.size(), 3u);
+    EXPECT_EQ(g_FakeWindowCalls[0], "resize 500x600");
+    EXPECT_EQ(g_FakeWindowCalls[1].rfind("open https://", 0), 0u);
+    EXPECT_EQ(g_FakeWindowCalls[2].rfind("open https://", 0), 0u);
+    EXPECT_NE(g_FakeWindowCalls[1], g_FakeWindowCalls[2]);
+}
+
+TEST(JsonArgTest, FirstStringDecoded) {
+    const struct {
+        const char* args;
+        bool ok;
+        const char* text;
+    } cases[] = {
+        {"[\"plain\"]", true, "plain"},
+        {" [ \"a\\\"b\\\\c\\n\" , 3]", true, "a\"b\\c\n"},
+        {"[\"\\u00e9\\u20ac\"]", true, "\xc3\xa9\xe2\x82\xac"},
+        {"[\"\\ud83d\\ude00\"]", true, "\xf0\x9f\x98\x80"},
+        {"[\"\\ud83d\"]", true, "\xef\xbf\xbd"},
+        {"[12]", false, ""},
+        {"[\"open", false, ""},
+        {"[\"bad \\x escape\"]", false, ""},
+        {"[\"\\u12\"]", false, ""},
+        {"", false, ""},
+    };
+    for (const auto& c : cases) {
+        std::string out;
+        EXPECT_EQ(JsonFirstStringArg(c.args, out), c.ok) << c.args;
+        if (c.ok) {
+            EXPECT_EQ(out, c.text) << c.args;
+        }
+    }
+    EXPECT_EQ(JsonEscapeForBind("a\"b\\c\n\x01\xc3\xa9"), "\"a\\\"b\\\\c\\n\\u0001\xc3\xa9\"");
+    EXPECT_EQ(BindMessage(""), "");
+    EXPECT_EQ(BindMessage("x"), "\"x\"");
+}
+
+}  // namespace
