@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "bridge/BindArgs.h"
+#include "bridge/StatusDocuments.h"
 #include "bridge/WebView.h"
 #include "core/AppState.h"
 #include "core/Signals.h"
@@ -67,6 +68,7 @@ void BindMainWindow(WebView& w) {
         {"deleteProfile", none(BindDeleteProfile)},
         {"switchProfile", BindSwitchProfile},
         {"getProfiles", none(BindGetProfiles)},
+        {"getSettings", none(BuildSettingsJson)},
         {"reassignKey", BindReassignKey},
         {"qvnMacAlert",
          [](const std::string& arg) {

@@ -3,6 +3,7 @@
 
 #include "bridge/BindArgs.h"
 #include "bridge/MainBindings.h"
+#include "bridge/StatusDocuments.h"
 #include "core/AppState.h"
 #include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"
@@ -122,6 +123,21 @@ TEST_F(BindingsTest, SmallBindings) {
     EXPECT_EQ(g_FakeWindowCalls[1].rfind("open https://", 0), 0u);
     EXPECT_EQ(g_FakeWindowCalls[2].rfind("open https://", 0), 0u);
     EXPECT_NE(g_FakeWindowCalls[1], g_FakeWindowCalls[2]);
+}
+
+TEST_F(BindingsTest, SettingsDocument) {
+    EXPECT_EQ(BuildSettingsJson(),
+              "{\"sh\":0,\"sm\":0,\"ss\":0,\"sms\":5,\"sbtn\":0,\"stype\":0,\"rptMode\":1,\"rptTimes\":10,"
+              "\"locMode\":0,\"fixedX\":0,\"fixedY\":0,\"tmv\":true,\"tclk\":true,\"tscr\":true,\"tkey\":true,"
+              "\"trel\":false,\"tspd\":1,\"tloop\":false,\"tloopMs\":500,\"ksh\":0,\"ksm\":0,\"kss\":0,"
+              "\"ksms\":5,\"ksRptMode\":1,\"ksRptTimes\":10,\"holdAuto\":false,\"holdKeySpam\":false}");
+    fPlaybackSpeed = 1.25f;
+    autoClickFixedX = -40;
+    g_HoldModeKeySpam = true;
+    const std::string doc = BuildSettingsJson();
+    EXPECT_NE(doc.find("\"fixedX\":-40,"), std::string::npos);
+    EXPECT_NE(doc.find("\"tspd\":1.25,"), std::string::npos);
+    EXPECT_NE(doc.find("\"holdKeySpam\":true}"), std::string::npos);
 }
 
 TEST(JsonArgTest, FirstStringDecoded) {
