@@ -9,6 +9,7 @@
 #include "core/AppState.h"
 #include "core/Signals.h"
 #include "core/Wake.h"
+#include "engine/EventList.h"
 #include "macro/MacroImport.h"
 #include "persist/AppSettings.h"
 #include "platform/Window.h"
@@ -50,6 +51,10 @@ void BindMainWindow(WebView& w) {
         {"undoContinueRecording", [](const std::string&) { return Trigger(triggerUndoContinue); }},
         {"startPlayback", [](const std::string&) { return Trigger(triggerPlayStart); }},
         {"stopPlayback", [](const std::string&) { return Trigger(triggerPlayStop); }},
+        {"optimizeMacro", [](const std::string&) { return BindOptimizeMacro(); }},
+        {"getMacroEvents", [](const std::string&) { return BindGetMacroEvents(); }},
+        {"deleteEvent", BindDeleteEvent},
+        {"updateEventTime", BindUpdateEventTime},
         {"setTheme", BindSetTheme},
         {"getSharedTheme", none(BindGetSharedTheme)},
         {"exportProfile", BindExportProfile},

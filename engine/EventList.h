@@ -1,0 +1,18 @@
+// The small editor of the main window and the panels: the active macro's events as a list, one event at a
+// time, and the thinning of mouse paths.
+#pragma once
+
+#include <string>
+
+// Drops absolute moves inside a run of them that lie within about ten points of the last kept point; the
+// run's ends and every move next to another kind of event stay. Times are kept. Under profileMutex.
+void OptimizeMacro();
+
+// [{"id":0,"time":1.500000,"desc":"Abs Move to X:1 Y:2"},...] for the active profile, under profileMutex.
+std::string BuildMacroEventsJson();
+
+// Page bindings; each rewrites the event list file. A field that isn't a number throws BindError.
+std::string BindGetMacroEvents();
+std::string BindDeleteEvent(const std::string& arg);
+std::string BindUpdateEventTime(const std::string& arg);
+std::string BindOptimizeMacro();
