@@ -3,14 +3,18 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <string>
+#include <thread>
 
 #include "core/AppState.h"
+#include "engine/EventList.h"
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
 
@@ -77,6 +81,24 @@ int main() {
         std::fclose(f);
     });
 
+    // The event list of the same macro, and how long it holds profileMutex: another thread keeps asking for
+    // the lock, as the tap does for each recorded event, and the longest wait is the hold.
+    std::string list;
+    std::atomic<bool> building{true};
+    double longestWait = 0;
+    std::thread tap([&] {
+        while (building) {
+            const auto t = std::chrono::steady_clock::now();
+            { std::lock_guard<std::mutex> lock(profileMutex); }
+            longestWait =
+                std::max(longestWait, std::chrono::duration<double>(std::chrono::steady_clock::now() - t).count());
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
+    });
+    const Result eventList = Measure([&] { list = BuildMacroEventsJson(); });
+    building = false;
+    tap.join();
+
     profiles.clear();
     const Result load = Measure([] { LoadSessionState(); });
     const size_t loaded = profiles.empty() ? 0 : profiles[0].events.size();
@@ -94,6 +116,9 @@ int main() {
                 static_cast<double>(rawWrite.peakExtraKb) / 1024);
     std::printf("%-10s %10.3f %14.1f\n", "load", load.seconds, static_cast<double>(load.peakExtraKb) / 1024);
     std::printf("%-10s %10.3f %14.1f\n", "raw read", rawRead.seconds, static_cast<double>(rawRead.peakExtraKb) / 1024);
+    std::printf(
+        "event list document of the same macro (%.1f MB): %.3f s; longest wait for profileMutex meanwhile %.3f s\n",
+        static_cast<double>(list.size()) / 1e6, eventList.seconds, longestWait);
     std::system((std::string("rm -rf ") + dir).c_str());
     return loaded == kEvents ? 0 : 1;
 }

@@ -1,5 +1,6 @@
 #include "engine/EventList.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <vector>
@@ -100,9 +101,29 @@ void OptimizeMacro() {
 }
 
 std::string BuildMacroEventsJson() {
-    std::lock_guard<std::mutex> lock(profileMutex);
-    const std::vector<UnifiedEvent>* events = ActiveEventsLocked();
-    if (!events || events->empty()) return "[]";
+    // Copy under the lock and format outside it: the tap waits on this mutex for every recorded event, and
+    // formatting a long macro takes far longer than copying it.
+    // The room is made (and its pages touched) before the lock is taken, so the hold is a plain copy.
+    size_t expected = 0;
+    {
+        std::lock_guard<std::mutex> lock(profileMutex);
+        if (const std::vector<UnifiedEvent>* active = ActiveEventsLocked()) expected = active->size();
+    }
+    std::vector<UnifiedEvent> copy(expected + 1024);
+    {
+        std::lock_guard<std::mutex> lock(profileMutex);
+        const std::vector<UnifiedEvent>* active = ActiveEventsLocked();
+        if (!active) {
+            copy.clear();
+        } else if (active->size() <= copy.size()) {
+            std::copy(active->begin(), active->end(), copy.begin());
+            copy.resize(active->size());
+        } else {
+            copy = *active;  // it grew meanwhile by more than the margin
+        }
+    }
+    const std::vector<UnifiedEvent>* events = &copy;
+    if (events->empty()) return "[]";
     std::string out;
     out.reserve(events->size() * 56);
     out += '[';

@@ -8,7 +8,8 @@
 // run's ends and every move next to another kind of event stay. Times are kept. Under profileMutex.
 void OptimizeMacro();
 
-// [{"id":0,"time":1.500000,"desc":"Abs Move to X:1 Y:2"},...] for the active profile, under profileMutex.
+// [{"id":0,"time":1.500000,"desc":"Abs Move to X:1 Y:2"},...] for the active profile. Holds profileMutex
+// only to copy the events.
 std::string BuildMacroEventsJson();
 
 // Page bindings; each rewrites the event list file. A field that isn't a number throws BindError.
