@@ -5,6 +5,7 @@
 #include "bridge/WebView.h"
 #include "core/AppState.h"
 #include "core/Threads.h"
+#include "input/Keys.h"
 #include "persist/AppSettings.h"
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
@@ -33,6 +34,7 @@ int RunMaster() {
     LoadAppSettings();
 
     StartThreads();
+    PlatformKeysWatchLayout();
 
     {
         WebView w(false);

@@ -1,5 +1,6 @@
 #include "core/AppState.h"
 #include "core/Wake.h"
+#include "input/Injection.h"
 #include "tests/fakes/Fakes.h"
 
 void ResetAppState() {
@@ -38,6 +39,25 @@ void ResetAppState() {
     keySpamTargets[0] = 32;
     keySpamTargetCount = 1;
     vkKeySpamTarget = 32;
+    // The tools' settings at their starting values.
+    autoClickIntervalHours = 0;
+    autoClickIntervalMins = 0;
+    autoClickIntervalSecs = 0;
+    autoClickIntervalMs = 5;
+    autoClickerButtonIdx = 0;
+    autoClickClickType = 0;
+    autoClickRepeatMode = 1;
+    autoClickRepeatTimes = 10;
+    autoClickLocationMode = 0;
+    autoClickFixedX = 0;
+    autoClickFixedY = 0;
+    keySpamIntervalHours = 0;
+    keySpamIntervalMins = 0;
+    keySpamIntervalSecs = 0;
+    keySpamIntervalMs = 5;
+    keySpamRepeatMode = 1;
+    keySpamRepeatTimes = 10;
+    g_HeldButtons = 0;
     for (WakeEvent* ev : {&g_SignalWake, &g_AutoClickWake, &g_KeySpamWake, &g_PlaybackWake}) ev->signalled = false;
     ClearFakeInputCalls();
 }
