@@ -18,18 +18,13 @@ constexpr auto kDoubleClickGap = std::chrono::milliseconds(15);
 // Sleeping is coarse: sleep to 2 ms before the gap ends and yield the processor through the rest.
 constexpr auto kDoubleClickSleep = std::chrono::milliseconds(13);
 
-void Click(int button, int clickCount) {
-    PlatformMouseButton(button, true, clickCount);
-    PlatformMouseButton(button, false, clickCount);
-}
-
 void DoubleClick(int button) {
     using Clock = std::chrono::steady_clock;
-    Click(button, 1);
+    PlatformMouseClick(button, 1);
     const Clock::time_point t = Clock::now();
     std::this_thread::sleep_for(kDoubleClickSleep - (Clock::now() - t));
     while (Clock::now() - t < kDoubleClickGap) std::this_thread::yield();
-    Click(button, 2);
+    PlatformMouseClick(button, 2);
 }
 
 }  // namespace
@@ -56,7 +51,7 @@ void AutoClickerThread() {
             if (autoClickClickType == 1) {
                 DoubleClick(button);
             } else {
-                Click(button, 1);
+                PlatformMouseClick(button, 1);
             }
         }
         currentClickCount.fetch_add(1);

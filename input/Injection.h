@@ -41,6 +41,10 @@ int ScrollLines(int delta);
 // field, so there it is the timing of the presses that makes a double click.
 void PlatformMouseButton(int button, bool down, int clickCount);
 
+// A press of `button` and its release with no delay between them, sent to the system together: the
+// Spammer's click, whose rounds at 1 ms can't afford a round trip to the display server per event.
+void PlatformMouseClick(int button, int clickCount);
+
 // Moves the cursor to a point of the screen, or by a distance. A move while a button is held is a drag.
 void PlatformMoveMouseTo(int x, int y);
 void PlatformMoveMouseBy(int dx, int dy);

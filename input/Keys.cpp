@@ -105,5 +105,8 @@ std::string GetKeyName(int vk) {
     if (!printed.empty()) return printed;
     if ((vk >= 65 && vk <= 90) || (vk >= 48 && vk <= 57)) return std::string(1, static_cast<char>(vk));
     if (const char* punctuation = PunctuationDefault(vk)) return punctuation;
-    return "Key[" + std::to_string(vk) + "]";
+    std::string unknown = "Key[";  // built in steps: GCC 12 warns falsely on the chained form
+    unknown += std::to_string(vk);
+    unknown += ']';
+    return unknown;
 }

@@ -85,6 +85,21 @@ void PlatformMouseButton(int button, bool down, int /*clickCount*/) {
     XFlush(d);
 }
 
+void PlatformMouseClick(int button, int /*clickCount*/) {
+    Display* d = Connection();
+    const uint32_t bit = HeldButtonBit(button);
+    const unsigned xButton = XButton(button);
+    const int64_t now = NowNs();
+    g_HeldButtons.fetch_or(bit);
+    PushOwnEventMark(MarkButtonPress, static_cast<int32_t>(xButton), false, 0, 0, now);
+    if (d) XTestFakeButtonEvent(d, xButton, True, CurrentTime);
+    g_HeldButtons.fetch_and(~bit);
+    PushOwnEventMark(MarkButtonRelease, static_cast<int32_t>(xButton), false, 0, 0, now);
+    if (!d) return;
+    XTestFakeButtonEvent(d, xButton, False, CurrentTime);
+    XFlush(d);
+}
+
 void PlatformMouseButtonUp(int index) { PlatformMouseButton(index, false, 1); }
 
 // The server turns a move into a drag by itself while a button is down, so there is no drag event to pick.

@@ -47,6 +47,10 @@ void PlatformKeyVk(int vk, bool down) { Log("key " + std::to_string(vk) + (down 
 void PlatformMouseButton(int button, bool down, int clickCount) {
     Log("button " + std::to_string(button) + (down ? " down " : " up ") + std::to_string(clickCount));
 }
+void PlatformMouseClick(int button, int clickCount) {
+    PlatformMouseButton(button, true, clickCount);
+    PlatformMouseButton(button, false, clickCount);
+}
 void PlatformMoveMouseTo(int x, int y) {
     g_FakeCursorX = x;
     g_FakeCursorY = y;
