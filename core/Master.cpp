@@ -43,6 +43,9 @@ int RunMaster() {
             ShutDown();
             return 1;
         }
+        // The window shows as soon as it exists: a SIGTERM from then on must end the app cleanly. A quit
+        // that comes before run() is queued on the window's loop and ends it as soon as it starts.
+        PlatformInstallQuitHandler([&w] { w.terminate(); });
         g_MasterWindow = w.window();
         g_MasterEvalFn.Set([&w](const std::string& script) { w.dispatch([&w, script] { w.eval(script); }); });
         w.set_title(kWindowTitle);
@@ -53,7 +56,6 @@ int RunMaster() {
         } else {
             PlatformBringToFront(w.window());
         }
-        PlatformInstallQuitHandler([&w] { w.terminate(); });
 
         w.run();
 
