@@ -4,7 +4,6 @@
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -42,17 +41,6 @@ int64_t NowNs() {
         .count();
 }
 
-// Key codes this program holds down. A release of a key it doesn't hold produces no event, so it gets no
-// mark: the Key Spammer's stop sends a release for every target, and those would crowd out real marks.
-std::array<std::atomic<uint64_t>, 4> g_HeldKeys;
-
-bool SetKeyHeld(int keycode, bool down) {
-    const uint64_t bit = uint64_t{1} << (keycode % 64);
-    auto& word = g_HeldKeys[static_cast<unsigned>(keycode) / 64];
-    const uint64_t before = down ? word.fetch_or(bit) : word.fetch_and(~bit);
-    return (before & bit) != 0;
-}
-
 // 0 left, 1 right, anything else middle.
 unsigned XButton(int button) {
     if (button == 0) return 1;
@@ -76,10 +64,11 @@ void PlatformMouseButton(int button, bool down, int /*clickCount*/) {
     const unsigned xButton = XButton(button);
     if (down) {
         g_HeldButtons.fetch_or(bit);
-        PushOwnEventMark(MarkButtonPress, static_cast<int32_t>(xButton), false, 0, 0, NowNs());
-    } else if (g_HeldButtons.fetch_and(~bit) & bit) {
-        PushOwnEventMark(MarkButtonRelease, static_cast<int32_t>(xButton), false, 0, 0, NowNs());
+    } else {
+        g_HeldButtons.fetch_and(~bit);
     }
+    // The server reports a release even of a button that isn't down, so every request gets its mark.
+    PushOwnEventMark(down ? MarkButtonPress : MarkButtonRelease, static_cast<int32_t>(xButton), false, 0, 0, NowNs());
     if (!d) return;
     XTestFakeButtonEvent(d, xButton, down ? True : False, CurrentTime);
     XFlush(d);
@@ -148,10 +137,7 @@ void PlatformKeyVk(int vk, bool down) {
     if (keycode < 0) return;
     Display* d = Connection();
     if (!d) return;
-    const bool wasHeld = SetKeyHeld(keycode, down);
-    if (down || wasHeld) {
-        PushOwnEventMark(down ? MarkKeyPress : MarkKeyRelease, keycode, false, 0, 0, NowNs());
-    }
+    PushOwnEventMark(down ? MarkKeyPress : MarkKeyRelease, keycode, false, 0, 0, NowNs());
     XTestFakeKeyEvent(d, static_cast<unsigned>(keycode), down ? True : False, CurrentTime);
     XFlush(d);
 }

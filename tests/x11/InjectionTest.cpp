@@ -24,7 +24,9 @@
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "engine/KeySpammer.h"
+#include "input/Injection.h"
 #include "input/Keys.h"
+#include "input/OwnEventMarks.h"
 #include "tests/x11/ServerView.h"
 
 extern char** environ;
@@ -316,6 +318,73 @@ TEST_F(InjectionTest, AStopMidRunLeavesNothingHeld) {
     }
     EXPECT_GT(g_Window.Count("ButtonPress 2"), 0u);
     EXPECT_GT(g_Window.Count("KeyPress"), 0u);
+}
+
+std::string Describe(const RawInput& in) {
+    static const char* const kKinds[] = {"?", "button press", "button release", "key press", "key release", "motion"};
+    std::string text = std::string(kKinds[in.kind]) + " " + std::to_string(in.detail);
+    if (in.kind == MarkMotion) text += " " + std::to_string(in.x) + "," + std::to_string(in.y);
+    return text;
+}
+
+// Every seam function against the window, and every raw event the server reports checked against the
+// marks, as the input tap will: the program's own events are known, a foreign XTest click is not.
+TEST_F(InjectionTest, SeamFunctionsAndTheirMarks) {
+    ASSERT_TRUE(StartRawWatch());
+    PlatformMoveMouseTo(50, 60);
+    TakeRawEvents(100);
+    ResetOwnEventMarks();
+    g_Window.Clear();
+
+    PlatformMoveMouseTo(300, 200);
+    PlatformMouseButton(0, true, 1);
+    PlatformMoveMouseTo(310, 205);  // a drag: the server keeps the button down across the move
+    PlatformMouseButton(0, false, 1);
+    PlatformMouseClick(1, 1);
+    PlatformScroll(240);
+    PlatformScroll(-100);  // smooth scrolling rounds to a whole line
+    PlatformScroll(0);
+    PlatformKeyVk(65, true);
+    PlatformKeyVk(65, false);
+    PlatformKeyVk(65, false);  // not held: no event, and no mark to wait for one
+    PlatformKeyVk(1, true);    // a mouse VK has no key code
+    PlatformMouseButtonUp(2);  // not held either
+    PlatformMoveMouseBy(7, -3);
+    PlatformMouseFlags(0x20 | 0x40);
+    ForeignClick();
+
+    int x = 0, y = 0;
+    PlatformCursorPosition(x, y);
+    EXPECT_EQ(x, 317);
+    EXPECT_EQ(y, 202);
+
+    std::vector<std::string> seen;
+    for (const RawInput& in : TakeRawEvents(200)) {
+        const bool own = TakeOwnEventMark(
+            static_cast<MarkKind>(in.kind), in.detail, in.x, in.y,
+            std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+                .count());
+        seen.push_back((own ? "own " : "user ") + Describe(in));
+    }
+    const std::vector<std::string> expected = {"own motion 0 300,200", "own button press 1",   "own motion 0 310,205",
+                                               "own button release 1", "own button press 3",   "own button release 3",
+                                               "own button press 4",   "own button release 4", "own button press 4",
+                                               "own button release 4", "own button press 5",   "own button release 5",
+                                               "own key press 38",     "own key release 38",   "own key release 38",
+                                               "own button release 2", "own motion 0 7,-3",    "own button press 2",
+                                               "own button release 2", "user button press 1",  "user button release 1"};
+    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(PendingOwnEventMarks(), 0);
+
+    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("ButtonPress") == 7; }));
+    std::vector<std::string> presses;
+    for (const auto& line : g_Window.Lines("ButtonPress")) presses.push_back(line.substr(0, 13));
+    EXPECT_EQ(presses, (std::vector<std::string>{"ButtonPress 1", "ButtonPress 3", "ButtonPress 4", "ButtonPress 4",
+                                                 "ButtonPress 5", "ButtonPress 2", "ButtonPress 1"}));
+    EXPECT_EQ(g_Window.Lines("Button").front(), "ButtonPress 1 300 200");
+    EXPECT_EQ(g_Window.Lines("ButtonRelease 1").front(), "ButtonRelease 1 310 205");
+    EXPECT_EQ(g_Window.Lines("Key"), (std::vector<std::string>{"KeyPress 38 a", "KeyRelease 38 a"}));
+    EXPECT_TRUE(SettlesWithNothingHeld());
 }
 
 // Last: ShutDown ends the threads, so nothing can run after it.

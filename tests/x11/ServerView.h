@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 bool OpenServerView();
 void CloseServerView();
@@ -15,3 +16,20 @@ std::string KeysymAt(int keycode);
 
 // Locks the keyboard's layout group, as a layout switcher does.
 void LockLayoutGroup(int group);
+
+// A raw event as the input tap will see it: a MarkKind, the button or key code, and for a motion the
+// raw values (the point of an absolute move, the deltas of a relative one).
+struct RawInput {
+    int kind;
+    int detail;
+    int x;
+    int y;
+};
+
+// Starts collecting XInput 2 raw events of all master devices on a connection of its own.
+bool StartRawWatch();
+// The raw events reported since the last call, after the server has gone quiet for `quietMs`.
+std::vector<RawInput> TakeRawEvents(int quietMs);
+
+// A click of button 1 from the test's own XTest connection: an event the program didn't make.
+void ForeignClick();
