@@ -213,6 +213,20 @@ std::string PrintedUpper(xkb_keymap* km, xkb_keycode_t kc, xkb_layout_index_t gr
     return FilterLayoutChar(std::string(utf8));
 }
 
+// The VK of a key: by its first level's keysym, else by the first of its other levels that has a row
+// (the keypad's digits sit on the second level, under KP_Insert and friends).
+int VkOfKey(xkb_keymap* km, xkb_keycode_t kc, xkb_layout_index_t group) {
+    const xkb_level_index_t levels = xkb_keymap_num_levels_for_key(km, kc, group);
+    for (xkb_level_index_t level = 0; level < levels; ++level) {
+        const xkb_keysym_t* syms = nullptr;
+        const int n = xkb_keymap_key_get_syms_by_level(km, kc, group, level, &syms);
+        for (int i = 0; i < n; ++i) {
+            if (const int vk = FirstVkForCode(kKeys, kKeyCount, syms[i])) return vk;
+        }
+    }
+    return 0;
+}
+
 // Computes every table from the keymap without the lock, then swaps the names in under it.
 void RefreshKeyCaches(xkb_keymap* km, xkb_layout_index_t group) {
     const KeyLookup& lookup = Lookup();
@@ -225,8 +239,8 @@ void RefreshKeyCaches(xkb_keymap* km, xkb_layout_index_t group) {
         if (vkToCode[vk] >= 0) names[vk] = PrintedUpper(km, static_cast<xkb_keycode_t>(vkToCode[vk]), group);
     }
     for (int kc = 0; kc < 256; ++kc) {
-        int vk = FirstVkForCode(kKeys, kKeyCount, LevelZeroSym(km, static_cast<xkb_keycode_t>(kc), group));
-        if (vk == 0 && group != 0) vk = FirstVkForCode(kKeys, kKeyCount, LevelZeroSym(km, kc, 0));
+        int vk = VkOfKey(km, static_cast<xkb_keycode_t>(kc), group);
+        if (vk == 0 && group != 0) vk = VkOfKey(km, static_cast<xkb_keycode_t>(kc), 0);
         g_KeyCodeVk[kc] = vk;
     }
     for (int vk = 0; vk < 256; ++vk) g_VkKeyCode[vk] = vkToCode[vk];

@@ -165,7 +165,7 @@ TEST_F(InjectionTest, KeyTableOnTheDefaultKeymap) {
         {47, "Help", 47, "Help"},
         {12, "KP_Begin", 12, "Clear"},
         {144, "Num_Lock", 144, "Clear"},
-        {96, "KP_Insert", 0, "Num 0"},  // KP_0 lives on the keypad key's second level
+        {96, "KP_Insert", 96, "Num 0"},  // KP_0 lives on the keypad key's second level
         {186, "semicolon", 186, ";"},
         {220, "backslash", 220, "Backslash"},  // the layout's "\" is filtered
         {226, "less", 226, "<"},
