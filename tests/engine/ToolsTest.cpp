@@ -154,12 +154,12 @@ TEST_F(SpammerThreadTest, RepeatCounts) {
     const Case table[] = {
         {"zero rounds click nothing", 0, 0, 0, {}},
         {"three single clicks", 3, 0, 0, three},
-        {"a double click is one round with the second press counting two",
-         2,
+        {"a double click is one round: three rounds are six presses, every second one counting two",
+         3,
          1,
          1,
          {"button 1 down 1", "button 1 up 1", "button 1 down 2", "button 1 up 2", "button 1 down 1", "button 1 up 1",
-          "button 1 down 2", "button 1 up 2"}},
+          "button 1 down 2", "button 1 up 2", "button 1 down 1", "button 1 up 1", "button 1 down 2", "button 1 up 2"}},
         {"button index 3 counts without clicking", 3, 3, 0, {}},
         {"a negative index counts without clicking", 2, -1, 1, {}},
     };
