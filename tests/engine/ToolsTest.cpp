@@ -186,19 +186,6 @@ TEST_F(SpammerThreadTest, DoubleClickPressesAreFifteenMillisecondsApart) {
     EXPECT_EQ(Only("button").size(), 4u);
 }
 
-TEST_F(SpammerThreadTest, FixedPointBeforeEveryRound) {
-    autoClickRepeatTimes = 3;
-    autoClickLocationMode = 1;
-    autoClickFixedX = 640;
-    autoClickFixedY = 480;
-    Worker worker(AutoClickerThread);
-    RunToCountOut();
-    const std::vector<std::string> round = {"move 640 480", "button 0 down 1", "button 0 up 1"};
-    std::vector<std::string> expected;
-    for (int i = 0; i < 3; ++i) expected.insert(expected.end(), round.begin(), round.end());
-    EXPECT_EQ(FakeInputCalls(), expected);
-}
-
 TEST_F(SpammerThreadTest, AStopEndsAnHourLongWaitAtOnce) {
     autoClickRepeatMode = 1;
     autoClickIntervalHours = 1;

@@ -90,12 +90,4 @@ TEST(ScrollLinesTest, NotchesAndSmoothDeltas) {
     for (const auto& c : table) EXPECT_EQ(ScrollLines(c[0]), c[1]) << c[0];
 }
 
-TEST(HeldButtonsTest, OtherButtonsShareTheThirdBit) {
-    EXPECT_EQ(HeldButtonBit(0), 1u);
-    EXPECT_EQ(HeldButtonBit(1), 2u);
-    EXPECT_EQ(HeldButtonBit(2), 4u);
-    EXPECT_EQ(HeldButtonBit(7), 4u);
-    EXPECT_EQ(HeldButtonBit(-1), 4u);
-}
-
 }  // namespace

@@ -254,15 +254,6 @@ TEST_F(InjectionTest, RepeatModeClicksExactlyNTimesAtTheFixedPoint) {
     }
     EXPECT_EQ(g_Window.Lines("Button"), expected);
     EXPECT_TRUE(SettlesWithNothingHeld());
-
-    // The right button, double clicks: two rounds are four presses of X button 3.
-    g_Window.Clear();
-    ASSERT_TRUE(ApplySpammerUpdate("0,0,0,2,1,1,0,2,0"));
-    StartAndCountOut(isAutoClicking, g_AutoClickWake);
-    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("ButtonRelease") == 4; }));
-    EXPECT_EQ(g_Window.Count("ButtonPress 3"), 4u);
-    EXPECT_EQ(g_Window.Count("Button"), 8u);
-    EXPECT_TRUE(SettlesWithNothingHeld());
 }
 
 std::vector<std::string> KeyNames(const std::vector<std::string>& lines) {
