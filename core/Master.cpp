@@ -6,6 +6,7 @@
 #include "bridge/WebView.h"
 #include "core/AppState.h"
 #include "core/Threads.h"
+#include "input/Keys.h"
 #include "persist/AppSettings.h"
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
@@ -36,6 +37,7 @@ int RunMaster() {
     g_CurrentTheme = LoadThemeFromFile();
 
     StartThreads();
+    PlatformKeysWatchLayout();
 
     {
         WebView w(false);
@@ -44,6 +46,9 @@ int RunMaster() {
             ShutDown();
             return 1;
         }
+        // The window shows as soon as it exists: a SIGTERM from then on must end the app cleanly. A quit
+        // that comes before run() is queued on the window's loop and ends it as soon as it starts.
+        PlatformInstallQuitHandler([&w] { w.terminate(); });
         g_MasterWindow = w.window();
         g_MasterEvalFn.Set([&w](const std::string& script) { w.dispatch([&w, script] { w.eval(script); }); });
         w.set_title(kWindowTitle);
@@ -65,7 +70,6 @@ int RunMaster() {
             PlatformBringToFront(window);
         }
         PlatformInstallLifecycleHooks(window, SaveGeometry);
-        PlatformInstallQuitHandler([&w] { w.terminate(); });
         PlatformInstallWindowShortcuts(window, [&w] { w.terminate(); });
 
         w.run();

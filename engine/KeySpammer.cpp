@@ -3,17 +3,85 @@
 #include "core/AppState.h"
 #include "core/Threads.h"
 #include "core/Wake.h"
+#include "engine/ToolSettings.h"
 #include "input/Injection.h"
 #include "persist/SessionFile.h"
+#include "timeline/AutomationWatch.h"
+
+namespace {
+
+// A chord releases exactly the keys it pressed, even when the page edits the list in between.
+void PressChord(int count) {
+    int32_t chord[kMaxKeySpamTargets];
+    for (int i = 0; i < count; ++i) {
+        chord[i] = keySpamTargets[i];
+        PlatformKeyVk(chord[i], true);
+    }
+    for (int i = 0; i < count; ++i) PlatformKeyVk(chord[i], false);
+}
+
+}  // namespace
 
 void KeySpammerThread() {
     PlatformNameThread("QVN key spammer");
     PlatformRaiseThreadPriority();
-    if (!g_AppRunning) return;
+    // The next target in sequence mode. It outlives a stop, so the next run goes on where this one ended.
+    int position = 0;
+    bool idle = true;
     while (g_AppRunning) {
-        if (!isKeySpamming) currentKeySpamCount = 0;
-        WaitForWake(g_KeySpamWake);
+        if (!isKeySpamming) {
+            currentKeySpamCount = 0;
+            idle = true;
+            WaitForWake(g_KeySpamWake);
+            continue;
+        }
+        if (idle) {
+            idle = false;
+            NotifyTimelineAutomationState(true);
+        }
+        if (keySpamRepeatMode == 0 && currentKeySpamCount >= keySpamRepeatTimes) {
+            isKeySpamming = false;
+            ReleaseAllKeySpamTargets();
+            continue;
+        }
+        // Read once: the whole round works on this count, whatever the page does meanwhile.
+        int count = keySpamTargetCount;
+        if (count <= 0) {
+            isKeySpamming = false;
+            continue;
+        }
+        if (count > kMaxKeySpamTargets) count = kMaxKeySpamTargets;
+        if (position >= count) position = 0;
+        if (keySpamChordMode) {
+            PressChord(count);
+        } else {
+            const int vk = keySpamTargets[position];
+            PlatformKeyVk(vk, true);
+            PlatformKeyVk(vk, false);
+            position = (position + 1) % count;
+        }
+        currentKeySpamCount.fetch_add(1);
+        WaitIntervalOrWake(g_KeySpamWake, ToolIntervalMs(keySpamIntervalHours, keySpamIntervalMins, keySpamIntervalSecs,
+                                                         keySpamIntervalMs));
     }
+}
+
+bool ApplyKeySpamUpdate(const std::string& text) {
+    int32_t f[6];
+    if (!ParseDecimalFields(text, 6, f)) return false;
+    keySpamIntervalHours = f[0];
+    keySpamIntervalMins = f[1];
+    keySpamIntervalSecs = f[2];
+    keySpamIntervalMs = f[3];
+    keySpamRepeatMode = f[4];
+    keySpamRepeatTimes = f[5];
+    SnapshotActiveProfileSettings();
+    return true;
+}
+
+void SetKeySpamChordMode(const std::string& text) {
+    keySpamChordMode = text == "1";
+    SnapshotActiveProfileSettings();
 }
 
 void AppendKeySpamTarget(int vk) {

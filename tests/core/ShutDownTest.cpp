@@ -46,12 +46,15 @@ TEST(ShutDownTest, StopsEverythingOnceAndReleasesWhatIsHeld) {
         EXPECT_TRUE(named.at(name)) << name << " runs at the default priority";
     }
 
-    // A running Spammer and Key Spammer, and a panel process that must be told to end.
+    // A running Spammer and Key Spammer, each asleep in a long interval after its first round, and a panel
+    // process that must be told to end.
+    autoClickIntervalHours = 1;
+    keySpamIntervalHours = 1;
     triggerAutoClickStart = true;
     triggerKeySpamStart = true;
     WakeSignalProcessor();
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!(isAutoClicking && isKeySpamming) && std::chrono::steady_clock::now() < deadline) {
+    while (!(currentClickCount > 0 && currentKeySpamCount > 0) && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     ASSERT_TRUE(isAutoClicking && isKeySpamming);

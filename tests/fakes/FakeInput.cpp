@@ -1,13 +1,16 @@
+#include <map>
 #include <mutex>
 
 #include "engine/Recorder.h"
 #include "input/Injection.h"
+#include "input/Keys.h"
 #include "tests/fakes/Fakes.h"
 
 namespace {
 
 std::mutex g_CallsMutex;
 std::vector<std::string> g_Calls;
+std::map<int, std::string> g_LayoutChars;
 
 void Log(std::string call) {
     std::lock_guard<std::mutex> lock(g_CallsMutex);
@@ -17,6 +20,7 @@ void Log(std::string call) {
 }  // namespace
 
 double g_FakeDoubleClickSeconds = 0.5;
+std::atomic<int> g_FakeCursorX{0}, g_FakeCursorY{0};
 
 std::vector<std::string> FakeInputCalls() {
     std::lock_guard<std::mutex> lock(g_CallsMutex);
@@ -28,6 +32,40 @@ void ClearFakeInputCalls() {
     g_Calls.clear();
 }
 
+void SetFakeLayoutChar(int vk, const std::string& printed) {
+    std::lock_guard<std::mutex> lock(g_CallsMutex);
+    g_LayoutChars[vk] = printed;
+}
+
+void ClearFakeLayout() {
+    std::lock_guard<std::mutex> lock(g_CallsMutex);
+    g_LayoutChars.clear();
+}
+
 void PlatformMouseButtonUp(int index) { Log("up " + std::to_string(index)); }
 void PlatformKeyVk(int vk, bool down) { Log("key " + std::to_string(vk) + (down ? " down" : " up")); }
+void PlatformMouseButton(int button, bool down, int clickCount) {
+    Log("button " + std::to_string(button) + (down ? " down " : " up ") + std::to_string(clickCount));
+}
+void PlatformMouseClick(int button, int clickCount) {
+    PlatformMouseButton(button, true, clickCount);
+    PlatformMouseButton(button, false, clickCount);
+}
+void PlatformMoveMouseTo(int x, int y) {
+    g_FakeCursorX = x;
+    g_FakeCursorY = y;
+    Log("move " + std::to_string(x) + " " + std::to_string(y));
+}
+void PlatformMoveMouseBy(int dx, int dy) { Log("moveby " + std::to_string(dx) + " " + std::to_string(dy)); }
+void PlatformCursorPosition(int& x, int& y) {
+    x = g_FakeCursorX;
+    y = g_FakeCursorY;
+}
+void PlatformScroll(int delta) { Log("scroll " + std::to_string(delta)); }
 double PlatformDoubleClickSeconds() { return g_FakeDoubleClickSeconds; }
+
+std::string PlatformLayoutCharForVk(int vk) {
+    std::lock_guard<std::mutex> lock(g_CallsMutex);
+    const auto it = g_LayoutChars.find(vk);
+    return it == g_LayoutChars.end() ? "" : FilterLayoutChar(it->second);
+}

@@ -1,12 +1,22 @@
 // Test doubles for the platform seam, and a way back to the starting state between tests.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <vector>
 
-// Every call into the fake input layer, in order: "up 0" for a button, "key 32 up" / "key 32 down".
+// Every call into the fake input layer, in order: "up 0" for PlatformMouseButtonUp, "key 32 up" /
+// "key 32 down", "button 0 down 1" (index, direction, click count), "move 10 20", "moveby 1 -1",
+// "scroll 120".
 std::vector<std::string> FakeInputCalls();
 void ClearFakeInputCalls();
+
+// What the fake layout prints for a VK (unset: nothing), passed through FilterLayoutChar as the platform's.
+void SetFakeLayoutChar(int vk, const std::string& printed);
+void ClearFakeLayout();
+
+// Where the fake cursor is; PlatformMoveMouseTo moves it.
+extern std::atomic<int> g_FakeCursorX, g_FakeCursorY;
 
 // What the fake platform reports as the double-click interval.
 extern double g_FakeDoubleClickSeconds;

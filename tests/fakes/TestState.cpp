@@ -1,5 +1,6 @@
 #include "core/AppState.h"
 #include "core/Wake.h"
+#include "input/Injection.h"
 #include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"
 
@@ -42,6 +43,7 @@ void ResetAppState() {
     fPlaybackSpeed = 1.0f;
     bLoopSequence = false;
     iLoopIntervalMs = 500;
+    g_HeldButtons = 0;
     for (WakeEvent* ev : {&g_SignalWake, &g_AutoClickWake, &g_KeySpamWake, &g_PlaybackWake}) ev->signalled = false;
     ClearFakeInputCalls();
 }

@@ -1,0 +1,313 @@
+// The Spammer and the Key Spammer: their settings text, the interval rule, and the real worker threads
+// driven through the run flags with the recording fake of the input layer.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/AppState.h"
+#include "core/Signals.h"
+#include "core/Wake.h"
+#include "engine/AutoClicker.h"
+#include "engine/KeySpammer.h"
+#include "engine/ToolSettings.h"
+#include "tests/fakes/Fakes.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(ToolSettingsTest, IntervalHasAOneMillisecondFloor) {
+    struct Case {
+        int32_t h, m, s, ms;
+        double expected;
+    };
+    const Case table[] = {
+        {0, 0, 0, 0, 1.0},       {0, 0, 1, 500, 1500.0},  {0, 0, 0, -5, 1.0},
+        {1, 0, 0, 0, 3600000.0}, {0, 2, 0, 1, 120001.0},  {-1, 0, 0, 100, 1.0},
+        {0, 0, 0, 1, 1.0},       {0, 0, -1, 1500, 500.0}, {2147483647, 0, 0, 0, 2147483647.0 * 3600000.0},
+    };
+    for (const auto& c : table) {
+        EXPECT_EQ(ToolIntervalMs(c.h, c.m, c.s, c.ms), c.expected) << c.h << "," << c.m << "," << c.s << "," << c.ms;
+    }
+}
+
+TEST(ToolSettingsTest, ReadsFieldsAsAStreamReadsIntegers) {
+    struct Case {
+        const char* text;
+        int count;
+        bool ok;
+        std::vector<int32_t> values;
+    };
+    const Case table[] = {
+        {"1,2,3", 3, true, {1, 2, 3}},
+        {"1,2,3,junk", 3, true, {1, 2, 3}},  // fields past the wanted ones aren't read
+        {" 7,+8,-9", 3, true, {7, 8, -9}},
+        {"5abc,2x,3.9", 3, true, {5, 2, 3}},  // trailing characters after the digits are ignored
+        {"1,2", 3, false, {}},
+        {"1,2,", 3, false, {}},  // a trailing comma is no empty field
+        {"1,,3", 3, false, {}},  // an empty field in the middle is no number
+        {"", 1, false, {}},
+        {"abc", 1, false, {}},
+        {"-", 1, false, {}},
+        {"2147483647,-2147483648", 2, true, {2147483647, -2147483648}},
+        {"2147483648", 1, false, {}},
+        {"99999999999999999999999", 1, false, {}},
+    };
+    for (const auto& c : table) {
+        std::vector<int32_t> out(static_cast<size_t>(c.count), 42);
+        EXPECT_EQ(ParseDecimalFields(c.text, c.count, out.data()), c.ok) << c.text;
+        const auto expected = c.ok ? c.values : std::vector<int32_t>(static_cast<size_t>(c.count), 42);
+        EXPECT_EQ(out, expected) << c.text;
+    }
+}
+
+TEST(ToolSettingsTest, UpdatesApplyWholeOrNotAtAll) {
+    ResetAppState();
+    EXPECT_TRUE(ApplySpammerUpdate("1,2,3,4,1,1,0,7,1,99"));
+    EXPECT_EQ(std::vector<int32_t>({autoClickIntervalHours, autoClickIntervalMins, autoClickIntervalSecs,
+                                    autoClickIntervalMs, autoClickerButtonIdx, autoClickClickType, autoClickRepeatMode,
+                                    autoClickRepeatTimes, autoClickLocationMode}),
+              std::vector<int32_t>({1, 2, 3, 4, 1, 1, 0, 7, 1}));
+    for (const char* bad : {"0,0,0,9,0,0,1,5", "0,0,0,9,x,0,1,5,0", "0,0,0,9,0,0,1,5,99999999999", "\"]"}) {
+        EXPECT_FALSE(ApplySpammerUpdate(bad)) << bad;
+        EXPECT_EQ(autoClickIntervalMs, 4) << bad;
+        EXPECT_EQ(autoClickRepeatTimes, 7) << bad;
+    }
+
+    EXPECT_TRUE(ApplyKeySpamUpdate("0,0,2,50,0,3"));
+    EXPECT_EQ(std::vector<int32_t>({keySpamIntervalHours, keySpamIntervalMins, keySpamIntervalSecs, keySpamIntervalMs,
+                                    keySpamRepeatMode, keySpamRepeatTimes}),
+              std::vector<int32_t>({0, 0, 2, 50, 0, 3}));
+    for (const char* bad : {"0,0,0,9,1", "0,0,0,9,1,z", "", ",,,,,"}) {
+        EXPECT_FALSE(ApplyKeySpamUpdate(bad)) << bad;
+        EXPECT_EQ(keySpamIntervalMs, 50) << bad;
+    }
+
+    SetKeySpamChordMode("1");
+    EXPECT_TRUE(keySpamChordMode);
+    SetKeySpamChordMode("true");
+    EXPECT_FALSE(keySpamChordMode);
+}
+
+// ---------------------------------------------------------------------------------------------------------
+// The worker threads
+
+bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 5s) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+// Runs one worker thread for the life of a test.
+class Worker {
+public:
+    // Gives the thread time to reach its idle wait, so that a start isn't taken for a wake mid-run.
+    explicit Worker(void (*body)()) : thread_(body) { std::this_thread::sleep_for(50ms); }
+    ~Worker() {
+        g_AppRunning = false;
+        for (WakeEvent* ev : {&g_AutoClickWake, &g_KeySpamWake}) Wake(*ev);
+        thread_.join();
+    }
+
+private:
+    std::thread thread_;
+};
+
+std::vector<std::string> Only(const std::string& prefix) {
+    std::vector<std::string> out;
+    for (const auto& c : FakeInputCalls()) {
+        if (c.rfind(prefix, 0) == 0) out.push_back(c);
+    }
+    return out;
+}
+
+class SpammerThreadTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ResetAppState();
+        autoClickIntervalMs = 1;
+        autoClickRepeatMode = 0;
+    }
+    // Starts a run as ProcessSignals does and waits for the count-out.
+    void RunToCountOut() {
+        isAutoClicking = true;
+        WakeAutoClickThread();
+        ASSERT_TRUE(WaitUntil([] { return !isAutoClicking; }));
+    }
+};
+
+TEST_F(SpammerThreadTest, RepeatCounts) {
+    struct Case {
+        const char* name;
+        int times, button, clickType;
+        std::vector<std::string> calls;
+    };
+    const std::vector<std::string> three = {"button 0 down 1", "button 0 up 1",   "button 0 down 1",
+                                            "button 0 up 1",   "button 0 down 1", "button 0 up 1"};
+    const Case table[] = {
+        {"zero rounds click nothing", 0, 0, 0, {}},
+        {"three single clicks", 3, 0, 0, three},
+        {"a double click is one round: three rounds are six presses, every second one counting two",
+         3,
+         1,
+         1,
+         {"button 1 down 1", "button 1 up 1", "button 1 down 2", "button 1 up 2", "button 1 down 1", "button 1 up 1",
+          "button 1 down 2", "button 1 up 2", "button 1 down 1", "button 1 up 1", "button 1 down 2", "button 1 up 2"}},
+        {"button index 3 counts without clicking", 3, 3, 0, {}},
+        {"a negative index counts without clicking", 2, -1, 1, {}},
+    };
+    Worker worker(AutoClickerThread);
+    for (const auto& c : table) {
+        ClearFakeInputCalls();
+        autoClickRepeatTimes = c.times;
+        autoClickerButtonIdx = c.button;
+        autoClickClickType = c.clickType;
+        RunToCountOut();
+        EXPECT_EQ(FakeInputCalls(), c.calls) << c.name;
+        // The count holds its final value until the thread goes idle, then starts again from 0.
+        EXPECT_TRUE(WaitUntil([] { return currentClickCount == 0; })) << c.name;
+    }
+}
+
+TEST_F(SpammerThreadTest, DoubleClickPressesAreFifteenMillisecondsApart) {
+    autoClickRepeatTimes = 1;
+    autoClickClickType = 1;
+    Worker worker(AutoClickerThread);
+    const auto start = std::chrono::steady_clock::now();
+    RunToCountOut();
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 15ms);
+    EXPECT_EQ(Only("button").size(), 4u);
+}
+
+TEST_F(SpammerThreadTest, AStopEndsAnHourLongWaitAtOnce) {
+    autoClickRepeatMode = 1;
+    autoClickIntervalHours = 1;
+    Worker worker(AutoClickerThread);
+    triggerAutoClickStart = true;
+    ProcessSignals();
+    ASSERT_TRUE(WaitUntil([] { return currentClickCount == 1; }));
+    const auto stop = std::chrono::steady_clock::now();
+    triggerAutoClickStop = true;
+    ProcessSignals();
+    ASSERT_TRUE(WaitUntil([] { return currentClickCount == 0; }));
+    EXPECT_LT(std::chrono::steady_clock::now() - stop, 1s);
+    EXPECT_EQ(FakeInputCalls(), (std::vector<std::string>{"button 0 down 1", "button 0 up 1", "up 0", "up 1", "up 2"}));
+}
+
+TEST_F(SpammerThreadTest, ZeroIntervalStillWaitsAMillisecond) {
+    autoClickIntervalMs = 0;
+    autoClickRepeatTimes = 50;
+    Worker worker(AutoClickerThread);
+    const auto start = std::chrono::steady_clock::now();
+    RunToCountOut();
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 49ms);
+}
+
+class KeySpammerThreadTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ResetAppState();
+        keySpamIntervalMs = 1;
+        keySpamRepeatMode = 0;
+        keySpamTargetCount = 0;
+        for (int vk : {65, 66, 67}) AppendKeySpamTarget(vk);
+    }
+    void RunToCountOut(int rounds) {
+        keySpamRepeatTimes = rounds;
+        isKeySpamming = true;
+        WakeKeySpamThread();
+        ASSERT_TRUE(WaitUntil([] { return !isKeySpamming; }));
+    }
+};
+
+TEST_F(KeySpammerThreadTest, SequenceGoesOnAcrossRuns) {
+    Worker worker(KeySpammerThread);
+    RunToCountOut(7);
+    std::vector<std::string> expected;
+    for (int vk : {65, 66, 67, 65, 66, 67, 65}) {
+        expected.push_back("key " + std::to_string(vk) + " down");
+        expected.push_back("key " + std::to_string(vk) + " up");
+    }
+    // The count-out releases every target.
+    for (int vk : {65, 66, 67}) expected.push_back("key " + std::to_string(vk) + " up");
+    EXPECT_EQ(FakeInputCalls(), expected);
+
+    ClearFakeInputCalls();
+    ASSERT_TRUE(WaitUntil([] { return currentKeySpamCount == 0; }));
+    RunToCountOut(1);
+    EXPECT_EQ(Only("key 6").front(), "key 66 down");
+
+    // The position now points at index 2: removing the last key puts it past the end, so the next round
+    // restarts at the first.
+    ASSERT_TRUE(WaitUntil([] { return currentKeySpamCount == 0; }));
+    RemoveKeySpamTarget(2);
+    ClearFakeInputCalls();
+    RunToCountOut(1);
+    EXPECT_EQ(Only("key 6").front(), "key 65 down");
+}
+
+TEST_F(KeySpammerThreadTest, ChordPressesAllThenReleasesAllInListOrder) {
+    AppendKeySpamTarget(65);  // a duplicate is pressed twice
+    keySpamChordMode = true;
+    Worker worker(KeySpammerThread);
+    RunToCountOut(1);
+    EXPECT_EQ(FakeInputCalls(), (std::vector<std::string>{"key 65 down", "key 66 down", "key 67 down", "key 65 down",
+                                                          "key 65 up", "key 66 up", "key 67 up", "key 65 up",
+                                                          "key 65 up", "key 66 up", "key 67 up", "key 65 up"}));
+}
+
+TEST_F(KeySpammerThreadTest, ZeroRoundsPressNothingAndReleaseAll) {
+    Worker worker(KeySpammerThread);
+    RunToCountOut(0);
+    EXPECT_EQ(FakeInputCalls(), (std::vector<std::string>{"key 65 up", "key 66 up", "key 67 up"}));
+}
+
+TEST_F(KeySpammerThreadTest, RemovingTheOnlyTargetWhileRunningStops) {
+    keySpamTargetCount = 0;
+    AppendKeySpamTarget(32);
+    keySpamRepeatMode = 1;
+    keySpamIntervalHours = 1;
+    Worker worker(KeySpammerThread);
+    triggerKeySpamStart = true;
+    ProcessSignals();
+    ASSERT_TRUE(WaitUntil([] { return currentKeySpamCount == 1; }));
+    RemoveKeySpamTarget(0);
+    EXPECT_EQ(keySpamTargetCount, 0);
+    EXPECT_TRUE(triggerKeySpamStop);
+    ProcessSignals();
+    EXPECT_FALSE(isKeySpamming);
+    EXPECT_TRUE(WaitUntil([] { return currentKeySpamCount == 0; }));
+    // With the list empty a start does nothing.
+    triggerKeySpamStart = true;
+    ProcessSignals();
+    EXPECT_FALSE(isKeySpamming);
+}
+
+TEST_F(KeySpammerThreadTest, AnEmptiedListEndsTheRunFromTheThread) {
+    keySpamRepeatMode = 1;
+    keySpamTargetCount = 0;
+    Worker worker(KeySpammerThread);
+    isKeySpamming = true;  // as a start racing the last removal would leave it
+    WakeKeySpamThread();
+    EXPECT_TRUE(WaitUntil([] { return !isKeySpamming; }));
+    EXPECT_TRUE(FakeInputCalls().empty());
+}
+
+TEST(KeySpamTargetsTest, TheListHoldsAtMost256) {
+    ResetAppState();
+    keySpamTargetCount = 0;
+    for (int i = 0; i < 257; ++i) AppendKeySpamTarget(i % 2 ? 65 : 66);
+    EXPECT_EQ(keySpamTargetCount, 256);
+    EXPECT_EQ(keySpamTargets[255], 65);
+    EXPECT_EQ(vkKeySpamTarget, 66);
+    ResetAppState();
+}
+
+}  // namespace

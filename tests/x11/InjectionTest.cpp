@@ -1,0 +1,394 @@
+// The real X11 injection and key table driving the real worker threads, checked through a separate test
+// window (what an application received) and the X server's own key and button state. Runs inside
+// scripts/xvfb-session.sh; QVN_TEST_WINDOW names the window program.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "core/AppState.h"
+#include "core/Master.h"
+#include "core/Signals.h"
+#include "core/Wake.h"
+#include "engine/AutoClicker.h"
+#include "engine/KeySpammer.h"
+#include "input/Injection.h"
+#include "input/Keys.h"
+#include "input/OwnEventMarks.h"
+#include "tests/x11/ServerView.h"
+
+extern char** environ;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 5s) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(2ms);
+    }
+    return true;
+}
+
+// The test window as a child process, and the lines it has printed so far.
+class WindowOracle {
+public:
+    bool Start() {
+        const char* path = std::getenv("QVN_TEST_WINDOW");
+        if (!path) return false;
+        int fds[2];
+        if (pipe(fds) != 0) return false;
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+        posix_spawn_file_actions_addclose(&actions, fds[0]);
+        char* argv[] = {const_cast<char*>(path), nullptr};
+        const int rc = posix_spawn(&pid_, path, &actions, nullptr, argv, environ);
+        posix_spawn_file_actions_destroy(&actions);
+        close(fds[1]);
+        if (rc != 0) return false;
+        reader_ = std::thread([this, fd = fds[0]] { Read(fd); });
+        return WaitUntil([this] { return Count("ready") == 1; });
+    }
+
+    void Stop() {
+        if (pid_ > 0) {
+            kill(pid_, SIGTERM);
+            waitpid(pid_, nullptr, 0);
+            pid_ = 0;
+        }
+        if (reader_.joinable()) reader_.join();
+    }
+
+    void Clear() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        lines_.clear();
+    }
+
+    // Lines that start with `prefix`, in order.
+    std::vector<std::string> Lines(const std::string& prefix) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        std::vector<std::string> out;
+        for (const auto& l : lines_) {
+            if (l.rfind(prefix, 0) == 0) out.push_back(l);
+        }
+        return out;
+    }
+    size_t Count(const std::string& prefix) { return Lines(prefix).size(); }
+
+private:
+    void Read(int fd) {
+        FILE* f = fdopen(fd, "r");
+        char line[256];
+        while (f && std::fgets(line, sizeof line, f)) {
+            std::string text(line);
+            if (!text.empty() && text.back() == '\n') text.pop_back();
+            std::lock_guard<std::mutex> lock(mutex_);
+            lines_.push_back(text);
+        }
+        if (f) std::fclose(f);
+    }
+
+    pid_t pid_ = 0;
+    std::thread reader_;
+    std::mutex mutex_;
+    std::vector<std::string> lines_;
+};
+
+WindowOracle g_Window;
+
+// Events of other clients may still be on their way when a flag changes: the state must settle clear.
+bool SettlesWithNothingHeld() { return WaitUntil(NothingHeld, 2s); }
+
+void RunCommand(const char* command) { ASSERT_EQ(std::system(command), 0) << command; }
+
+class InjectionTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        ASSERT_TRUE(OpenServerView());
+        ASSERT_TRUE(g_Window.Start()) << "the test window didn't come up";
+        g_AppRunning = true;
+        g_Threads.emplace_back(AutoClickerThread);
+        g_Threads.emplace_back(KeySpammerThread);
+        g_Threads.emplace_back(SignalProcessorThread);
+        PlatformKeysWatchLayout();
+        std::this_thread::sleep_for(50ms);
+    }
+    static void TearDownTestSuite() {
+        ShutDown();
+        g_Window.Stop();
+        CloseServerView();
+    }
+    void SetUp() override { g_Window.Clear(); }
+
+    static void SetTargets(std::initializer_list<int> vks) {
+        keySpamTargetCount = 0;
+        for (int vk : vks) AppendKeySpamTarget(vk);
+    }
+    // Starts a run as the signal processor does, and waits for the thread to end it by its count.
+    static void StartAndCountOut(std::atomic<bool>& running, WakeEvent& wake) {
+        running = true;
+        Wake(wake);
+        ASSERT_TRUE(WaitUntil([&] { return !running; }));
+    }
+};
+
+TEST_F(InjectionTest, KeyTableOnTheDefaultKeymap) {
+    const struct {
+        int vk;
+        const char* keysym;
+        int readBack;
+        const char* name;
+    } table[] = {
+        {65, "a", 65, "A"},
+        {48, "0", 48, "0"},
+        {16, "Shift_L", 160, "Shift"},  // a side-less modifier reads back as the left-hand VK
+        {161, "Shift_R", 161, "Right Shift"},
+        {17, "Control_L", 162, "Control"},
+        {18, "Alt_L", 164, "Option"},  // the lowest key with Alt_L on its first level, not keycode 204
+        {91, "Super_L", 91, "Command"},
+        {45, "Insert", 45, "Help"},
+        {47, "Help", 47, "Help"},
+        {12, "KP_Begin", 12, "Clear"},
+        {144, "Num_Lock", 144, "Clear"},
+        {96, "KP_Insert", 96, "Num 0"},  // KP_0 lives on the keypad key's second level
+        {186, "semicolon", 186, ";"},
+        {220, "backslash", 220, "Backslash"},  // the layout's "\" is filtered
+        {226, "less", 226, "<"},
+        {192, "grave", 192, "`"},
+        {173, "XF86AudioMute", 173, "Mute"},
+        {124, "-", 0, "F13"},  // Xvfb's keymap has no F13 to F20: they are names only until it has
+        {131, "-", 0, "F20"},
+        {132, "-", 0, "F21"},
+        {1, "-", 0, "Left Mouse"},
+        {256, "-", 0, "Key[256]"},
+        {-1, "-", 0, "Key[-1]"},
+    };
+    for (const auto& row : table) {
+        const int keycode = VkToPlatformKeyCode(row.vk);
+        EXPECT_EQ(KeysymAt(keycode), row.keysym) << "VK " << row.vk;
+        if (keycode >= 0) {
+            EXPECT_EQ(PlatformKeyCodeToVk(keycode), row.readBack) << "VK " << row.vk;
+        }
+        EXPECT_EQ(GetKeyName(row.vk), row.name) << "VK " << row.vk;
+    }
+    EXPECT_EQ(PlatformKeyCodeToVk(0), 0);
+    EXPECT_EQ(PlatformKeyCodeToVk(256), 0);
+}
+
+TEST_F(InjectionTest, LayoutChangesReachTheCaches) {
+    ASSERT_EQ(VkToPlatformKeyCode(89), 29);
+    RunCommand("setxkbmap -layout de");
+    EXPECT_TRUE(WaitUntil([] { return VkToPlatformKeyCode(89) == 52 && VkToPlatformKeyCode(90) == 29; }));
+    EXPECT_EQ(GetKeyName(89), "Y");
+
+    // Two layouts, the second one locked: names follow the layout in effect, upper-cased.
+    RunCommand("setxkbmap -layout us,ru");
+    EXPECT_TRUE(WaitUntil([] { return GetKeyName(65) == "A"; }));
+    LockLayoutGroup(1);
+    EXPECT_TRUE(WaitUntil([] { return GetKeyName(65) == "\xD0\xA4"; })) << GetKeyName(65);  // Ф
+    EXPECT_EQ(VkToPlatformKeyCode(65), 38) << "a letter keeps its key by position";
+    LockLayoutGroup(0);
+    RunCommand("setxkbmap -layout us");
+    EXPECT_TRUE(WaitUntil([] { return GetKeyName(65) == "A" && VkToPlatformKeyCode(89) == 29; }));
+}
+
+TEST_F(InjectionTest, FunctionKeysBeyondF12AreTypedOnceTheKeymapHasThem) {
+    SetTargets({124});
+    ApplyKeySpamUpdate("0,0,0,1,0,1");
+    keySpamChordMode = false;
+    StartAndCountOut(isKeySpamming, g_KeySpamWake);
+    EXPECT_EQ(g_Window.Count("Key"), 0u) << "no key code: the press is dropped";
+
+    RunCommand("xmodmap -e 'keycode 197 = F13'");
+    ASSERT_TRUE(WaitUntil([] { return VkToPlatformKeyCode(124) == 197; }));
+    StartAndCountOut(isKeySpamming, g_KeySpamWake);
+    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("KeyRelease") == 1; }));
+    EXPECT_EQ(g_Window.Lines("Key"), (std::vector<std::string>{"KeyPress 197 F13", "KeyRelease 197 F13"}));
+    RunCommand("xmodmap -e 'keycode 197 ='");
+    EXPECT_TRUE(WaitUntil([] { return VkToPlatformKeyCode(124) == -1; }));
+    EXPECT_TRUE(SettlesWithNothingHeld());
+}
+
+TEST_F(InjectionTest, SpammerAtTenMillisecondsForOneSecond) {
+    ASSERT_TRUE(ApplySpammerUpdate("0,0,0,10,0,0,1,0,0"));
+    triggerAutoClickStart = true;
+    WakeSignalProcessor();
+    std::this_thread::sleep_for(1s);
+    triggerAutoClickStop = true;
+    WakeSignalProcessor();
+    ASSERT_TRUE(WaitUntil([] { return !isAutoClicking && currentClickCount == 0; }));
+    EXPECT_TRUE(SettlesWithNothingHeld());
+    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("ButtonRelease 1") == g_Window.Count("ButtonPress 1"); }));
+    const size_t clicks = g_Window.Count("ButtonPress 1");
+    // 10 ms plus the round's own time: just under 100 rounds, never more.
+    EXPECT_GE(clicks, 85u);
+    EXPECT_LE(clicks, 101u);
+    EXPECT_EQ(g_Window.Count("Button"), 2 * clicks) << "only left clicks";
+}
+
+TEST_F(InjectionTest, RepeatModeClicksExactlyNTimesAtTheFixedPoint) {
+    autoClickFixedX = 123;
+    autoClickFixedY = 234;
+    ASSERT_TRUE(ApplySpammerUpdate("0,0,0,2,0,0,0,5,1"));
+    StartAndCountOut(isAutoClicking, g_AutoClickWake);
+    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("ButtonRelease") == 5; }));
+    std::vector<std::string> expected;
+    for (int i = 0; i < 5; ++i) {
+        expected.push_back("ButtonPress 1 123 234");
+        expected.push_back("ButtonRelease 1 123 234");
+    }
+    EXPECT_EQ(g_Window.Lines("Button"), expected);
+    EXPECT_TRUE(SettlesWithNothingHeld());
+}
+
+std::vector<std::string> KeyNames(const std::vector<std::string>& lines) {
+    std::vector<std::string> out;
+    for (const auto& l : lines) {
+        std::istringstream in(l);
+        std::string kind, code, sym;
+        in >> kind >> code >> sym;
+        out.push_back(kind.substr(3) + " " + sym);  // "Press a", "Release a"
+    }
+    return out;
+}
+
+TEST_F(InjectionTest, KeySpammerSequenceAndChord) {
+    SetTargets({65, 66, 67});
+    keySpamChordMode = false;
+    ASSERT_TRUE(ApplyKeySpamUpdate("0,0,0,2,0,7"));
+    StartAndCountOut(isKeySpamming, g_KeySpamWake);
+    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("KeyRelease") == 7; }));
+    std::vector<std::string> expected;
+    for (const char* k : {"a", "b", "c", "a", "b", "c", "a"}) {
+        expected.push_back(std::string("Press ") + k);
+        expected.push_back(std::string("Release ") + k);
+    }
+    EXPECT_EQ(KeyNames(g_Window.Lines("Key")), expected);
+    EXPECT_TRUE(SettlesWithNothingHeld());
+
+    g_Window.Clear();
+    SetKeySpamChordMode("1");
+    ASSERT_TRUE(ApplyKeySpamUpdate("0,0,0,2,0,1"));
+    StartAndCountOut(isKeySpamming, g_KeySpamWake);
+    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("KeyRelease") == 3; }));
+    EXPECT_EQ(KeyNames(g_Window.Lines("Key")),
+              (std::vector<std::string>{"Press a", "Press b", "Press c", "Release a", "Release b", "Release c"}));
+    EXPECT_TRUE(SettlesWithNothingHeld());
+}
+
+TEST_F(InjectionTest, AStopMidRunLeavesNothingHeld) {
+    SetTargets({16, 65, 66});  // a modifier too, as a chord with Shift is the likely way to leave one down
+    SetKeySpamChordMode("1");
+    ASSERT_TRUE(ApplyKeySpamUpdate("0,0,0,1,1,0"));
+    ASSERT_TRUE(ApplySpammerUpdate("0,0,0,1,2,0,1,0,0"));
+    for (int run = 0; run < 5; ++run) {
+        triggerAutoClickStart = true;
+        triggerKeySpamStart = true;
+        WakeSignalProcessor();
+        std::this_thread::sleep_for(std::chrono::milliseconds(40 + 7 * run));
+        triggerAutoClickStop = true;
+        triggerKeySpamStop = true;
+        WakeSignalProcessor();
+        ASSERT_TRUE(WaitUntil([] { return !isAutoClicking && !isKeySpamming; }));
+        EXPECT_TRUE(SettlesWithNothingHeld()) << "run " << run;
+    }
+    EXPECT_GT(g_Window.Count("ButtonPress 2"), 0u);
+    EXPECT_GT(g_Window.Count("KeyPress"), 0u);
+}
+
+std::string Describe(const RawInput& in) {
+    static const char* const kKinds[] = {"?", "button press", "button release", "key press", "key release", "motion"};
+    std::string text = std::string(kKinds[in.kind]) + " " + std::to_string(in.detail);
+    if (in.kind == MarkMotion) text += " " + std::to_string(in.x) + "," + std::to_string(in.y);
+    return text;
+}
+
+// Every seam function against the window, and every raw event the server reports checked against the
+// marks, as the input tap will: the program's own events are known, a foreign XTest click is not.
+TEST_F(InjectionTest, SeamFunctionsAndTheirMarks) {
+    ASSERT_TRUE(StartRawWatch());
+    PlatformMoveMouseTo(50, 60);
+    TakeRawEvents(100);
+    ResetOwnEventMarks();
+    g_Window.Clear();
+
+    PlatformMoveMouseTo(300, 200);
+    PlatformMouseButton(0, true, 1);
+    PlatformMoveMouseTo(310, 205);  // a drag: the server keeps the button down across the move
+    PlatformMouseButton(0, false, 1);
+    PlatformMouseClick(1, 1);
+    PlatformScroll(240);
+    PlatformScroll(-100);  // smooth scrolling rounds to a whole line
+    PlatformScroll(0);
+    PlatformKeyVk(65, true);
+    PlatformKeyVk(65, false);
+    PlatformKeyVk(65, false);  // not held: no event, and no mark to wait for one
+    PlatformKeyVk(1, true);    // a mouse VK has no key code
+    PlatformMouseButtonUp(2);  // not held either
+    PlatformMoveMouseBy(7, -3);
+    PlatformMouseFlags(0x20 | 0x40);
+    ForeignClick();
+
+    int x = 0, y = 0;
+    PlatformCursorPosition(x, y);
+    EXPECT_EQ(x, 317);
+    EXPECT_EQ(y, 202);
+
+    std::vector<std::string> seen;
+    for (const RawInput& in : TakeRawEvents(200)) {
+        const bool own = TakeOwnEventMark(
+            static_cast<MarkKind>(in.kind), in.detail, in.x, in.y,
+            std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+                .count());
+        seen.push_back((own ? "own " : "user ") + Describe(in));
+    }
+    const std::vector<std::string> expected = {"own motion 0 300,200", "own button press 1",   "own motion 0 310,205",
+                                               "own button release 1", "own button press 3",   "own button release 3",
+                                               "own button press 4",   "own button release 4", "own button press 4",
+                                               "own button release 4", "own button press 5",   "own button release 5",
+                                               "own key press 38",     "own key release 38",   "own key release 38",
+                                               "own button release 2", "own motion 0 7,-3",    "own button press 2",
+                                               "own button release 2", "user button press 1",  "user button release 1"};
+    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(PendingOwnEventMarks(), 0);
+
+    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("ButtonPress") == 7; }));
+    std::vector<std::string> presses;
+    for (const auto& line : g_Window.Lines("ButtonPress")) presses.push_back(line.substr(0, 13));
+    EXPECT_EQ(presses, (std::vector<std::string>{"ButtonPress 1", "ButtonPress 3", "ButtonPress 4", "ButtonPress 4",
+                                                 "ButtonPress 5", "ButtonPress 2", "ButtonPress 1"}));
+    EXPECT_EQ(g_Window.Lines("Button").front(), "ButtonPress 1 300 200");
+    EXPECT_EQ(g_Window.Lines("ButtonRelease 1").front(), "ButtonRelease 1 310 205");
+    EXPECT_EQ(g_Window.Lines("Key"), (std::vector<std::string>{"KeyPress 38 a", "KeyRelease 38 a"}));
+    EXPECT_TRUE(SettlesWithNothingHeld());
+}
+
+// Last: ShutDown ends the threads, so nothing can run after it.
+TEST_F(InjectionTest, ShutDownWhileBothToolsRunLeavesNothingHeld) {
+    SetTargets({162, 67});
+    ASSERT_TRUE(ApplySpammerUpdate("0,0,0,1,0,0,1,0,0"));
+    triggerAutoClickStart = true;
+    triggerKeySpamStart = true;
+    WakeSignalProcessor();
+    ASSERT_TRUE(WaitUntil([] { return currentClickCount > 20 && currentKeySpamCount > 20; }));
+    ShutDown();
+    EXPECT_TRUE(g_Threads.empty());
+    EXPECT_TRUE(SettlesWithNothingHeld());
+}
+
+}  // namespace

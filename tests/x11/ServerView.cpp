@@ -1,0 +1,112 @@
+#include "tests/x11/ServerView.h"
+
+#include <X11/XKBlib.h>
+#include <X11/Xlib.h>
+#include <X11/extensions/XInput2.h>
+#include <X11/extensions/XTest.h>
+#include <poll.h>
+
+#include "input/OwnEventMarks.h"
+
+namespace {
+
+Display* g_Display = nullptr;
+Display* g_Raw = nullptr;
+int g_XiOpcode = 0;
+
+}  // namespace
+
+bool OpenServerView() {
+    g_Display = XOpenDisplay(nullptr);
+    return g_Display != nullptr;
+}
+
+void CloseServerView() {
+    if (g_Display) XCloseDisplay(g_Display);
+    if (g_Raw) XCloseDisplay(g_Raw);
+    g_Display = nullptr;
+    g_Raw = nullptr;
+}
+
+bool NothingHeld() {
+    char keys[32];
+    XQueryKeymap(g_Display, keys);
+    for (char k : keys) {
+        if (k) return false;
+    }
+    Window root = 0, child = 0;
+    int rx = 0, ry = 0, wx = 0, wy = 0;
+    unsigned mask = 0;
+    XQueryPointer(g_Display, DefaultRootWindow(g_Display), &root, &child, &rx, &ry, &wx, &wy, &mask);
+    return (mask & (Button1Mask | Button2Mask | Button3Mask | Button4Mask | Button5Mask)) == 0;
+}
+
+std::string KeysymAt(int keycode) {
+    if (keycode < 0) return "-";
+    const KeySym sym = XkbKeycodeToKeysym(g_Display, static_cast<KeyCode>(keycode), 0, 0);
+    const char* name = sym ? XKeysymToString(sym) : nullptr;
+    return name ? name : "NoSymbol";
+}
+
+void LockLayoutGroup(int group) {
+    XkbLockGroup(g_Display, XkbUseCoreKbd, static_cast<unsigned>(group));
+    XSync(g_Display, False);
+}
+
+bool StartRawWatch() {
+    if (g_Raw) return true;
+    g_Raw = XOpenDisplay(nullptr);
+    int event = 0, error = 0, major = 2, minor = 2;
+    if (!g_Raw || !XQueryExtension(g_Raw, "XInputExtension", &g_XiOpcode, &event, &error)) return false;
+    if (XIQueryVersion(g_Raw, &major, &minor) != Success) return false;
+    unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
+    for (int type : {XI_RawKeyPress, XI_RawKeyRelease, XI_RawButtonPress, XI_RawButtonRelease, XI_RawMotion}) {
+        XISetMask(bits, type);
+    }
+    XIEventMask mask{XIAllMasterDevices, sizeof bits, bits};
+    XISelectEvents(g_Raw, DefaultRootWindow(g_Raw), &mask, 1);
+    XSync(g_Raw, False);
+    return true;
+}
+
+std::vector<RawInput> TakeRawEvents(int quietMs) {
+    std::vector<RawInput> out;
+    pollfd p{ConnectionNumber(g_Raw), POLLIN, 0};
+    for (;;) {
+        if (!XPending(g_Raw) && poll(&p, 1, quietMs) <= 0) break;
+        while (XPending(g_Raw)) {
+            XEvent e;
+            XNextEvent(g_Raw, &e);
+            if (e.type != GenericEvent || e.xcookie.extension != g_XiOpcode || !XGetEventData(g_Raw, &e.xcookie)) {
+                continue;
+            }
+            const auto* r = static_cast<XIRawEvent*>(e.xcookie.data);
+            RawInput in{0, r->detail, 0, 0};
+            switch (r->evtype) {
+                case XI_RawKeyPress: in.kind = MarkKeyPress; break;
+                case XI_RawKeyRelease: in.kind = MarkKeyRelease; break;
+                case XI_RawButtonPress: in.kind = MarkButtonPress; break;
+                case XI_RawButtonRelease: in.kind = MarkButtonRelease; break;
+                case XI_RawMotion: {
+                    in.kind = MarkMotion;
+                    in.detail = 0;
+                    // The raw values come in the order of the set bits of the mask: x (axis 0), then y.
+                    const double* v = r->raw_values;
+                    if (XIMaskIsSet(r->valuators.mask, 0)) in.x = static_cast<int>(*v++);
+                    if (XIMaskIsSet(r->valuators.mask, 1)) in.y = static_cast<int>(*v++);
+                    break;
+                }
+                default: break;
+            }
+            XFreeEventData(g_Raw, &e.xcookie);
+            if (in.kind) out.push_back(in);
+        }
+    }
+    return out;
+}
+
+void ForeignClick() {
+    XTestFakeButtonEvent(g_Display, 1, True, CurrentTime);
+    XTestFakeButtonEvent(g_Display, 1, False, CurrentTime);
+    XSync(g_Display, False);
+}

@@ -1,0 +1,35 @@
+// The test's own look at the X server, apart from the program under test. Kept out of the tests' sources:
+// Xlib's macros (None, Status...) clash with the test framework's names.
+#pragma once
+
+#include <string>
+#include <vector>
+
+bool OpenServerView();
+void CloseServerView();
+
+// True when the server reports no key down and no button down, on any device.
+bool NothingHeld();
+
+// The keysym name on the first level of the first layout at a key code, "-" for a negative code.
+std::string KeysymAt(int keycode);
+
+// Locks the keyboard's layout group, as a layout switcher does.
+void LockLayoutGroup(int group);
+
+// A raw event as the input tap will see it: a MarkKind, the button or key code, and for a motion the
+// raw values (the point of an absolute move, the deltas of a relative one).
+struct RawInput {
+    int kind;
+    int detail;
+    int x;
+    int y;
+};
+
+// Starts collecting XInput 2 raw events of all master devices on a connection of its own.
+bool StartRawWatch();
+// The raw events reported since the last call, after the server has gone quiet for `quietMs`.
+std::vector<RawInput> TakeRawEvents(int quietMs);
+
+// A click of button 1 from the test's own XTest connection: an event the program didn't make.
+void ForeignClick();
