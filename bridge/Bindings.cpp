@@ -156,8 +156,7 @@ std::string BindRemoveKeySpamTarget(const std::string& arg) {
 }
 
 std::string BindSetKeySpamChordMode(const std::string& arg) {
-    keySpamChordMode = ParseJSString(arg) == "1";
-    SnapshotActiveProfileSettings();
+    SetKeySpamChordMode(ParseJSString(arg));
     return "";
 }
 

@@ -9,7 +9,9 @@
 #include "core/AppState.h"
 #include "core/Signals.h"
 #include "core/Wake.h"
+#include "engine/AutoClicker.h"
 #include "engine/EventList.h"
+#include "engine/KeySpammer.h"
 #include "macro/MacroImport.h"
 #include "persist/AppSettings.h"
 #include "platform/Window.h"
@@ -74,6 +76,17 @@ void BindMainWindow(WebView& w) {
         {"switchProfile", BindSwitchProfile},
         {"getProfiles", none(BindGetProfiles)},
         {"getSettings", none(BuildSettingsJson)},
+        {"getTrackerStatus", none(BindGetTrackerStatus)},
+        {"updateSpammer",
+         [](const std::string& arg) {
+             if (!ApplySpammerUpdate(ParseJSString(arg))) throw BindError("updateSpammer: needs nine whole numbers");
+             return std::string();
+         }},
+        {"updateKeySpam",
+         [](const std::string& arg) {
+             if (!ApplyKeySpamUpdate(ParseJSString(arg))) throw BindError("updateKeySpam: needs six whole numbers");
+             return std::string();
+         }},
         {"reassignKey", BindReassignKey},
         {"qvnMacAlert",
          [](const std::string& arg) {

@@ -1,7 +1,13 @@
 #include "bridge/StatusDocuments.h"
 
+#include "bridge/BindArgs.h"
 #include "core/AppState.h"
+#include "engine/EventList.h"
+#include "engine/Recorder.h"
+#include "input/Keys.h"
+#include "persist/AppSettings.h"
 #include "persist/Numbers.h"
+#include "platform/Platform.h"
 
 namespace {
 
@@ -18,6 +24,14 @@ public:
     void Bool(const char* key, bool v) {
         Key(key);
         text_ += v ? "true" : "false";
+    }
+    void String(const char* key, const std::string& v) {
+        Key(key);
+        text_ += JsonEscapeForBind(v);
+    }
+    void Raw(const char* key, const std::string& json) {
+        Key(key);
+        text_ += json;
     }
     std::string Done() { return text_ + "}"; }
 
@@ -62,4 +76,68 @@ std::string BuildSettingsJson() {
     o.Bool("holdAuto", g_HoldModeAuto);
     o.Bool("holdKeySpam", g_HoldModeKeySpam);
     return o.Done();
+}
+
+std::string BuildTrackerStatusJson(const std::string& restore) {
+    static const char* const kReassignWords[] = {"", "rec", "play", "auto", "keyspamhotkey", "keyspamtarget", "unlock"};
+    JsonObject o;
+    o.Raw("state", isRecording ? "\"Recording\"" : isPlaying ? "\"Playing\"" : "\"Idle\"");
+    size_t count = 0;
+    if (currentProfileIdx >= 0 && static_cast<size_t>(currentProfileIdx) < profiles.size()) {
+        count = profiles[static_cast<size_t>(currentProfileIdx)].events.size();
+    }
+    o.Number("count", static_cast<int64_t>(count));
+    o.Raw("restore", restore);
+    o.String("hkRec", GetKeyName(vkRecord));
+    o.String("hkPlay", GetKeyName(vkPlay));
+    o.String("hkAuto", GetKeyName(vkAutoClicker));
+    o.String("hkKeySpam", GetKeyName(vkKeySpamHotkey));
+    o.String("hkUnlock", GetKeyName(vkUnlock));
+    o.Bool("lockOn", g_HotkeyLockEnabled);
+    o.Bool("unlocked", g_HotkeysUnlocked);
+    std::string targets = "[";
+    int n = keySpamTargetCount;
+    if (n > kMaxKeySpamTargets) n = kMaxKeySpamTargets;
+    for (int i = 0; i < n; ++i) {
+        if (i > 0) targets += ',';
+        targets += JsonEscapeForBind(GetKeyName(keySpamTargets[i]));
+    }
+    o.Raw("keySpamTargets", targets + "]");
+    o.Bool("keySpamChord", keySpamChordMode);
+    o.Number("ksCap", -1);
+    const int reassign = currentReassign;
+    o.String("reassigning", reassign >= 1 && reassign <= 6 ? kReassignWords[reassign] : "");
+    o.Bool("panelHover", g_PanelHoverActive);
+    o.Bool("autoClicking", isAutoClicking);
+    o.Bool("keySpamming", isKeySpamming);
+    o.Bool("canUndoContinue", CanUndoContinueLocked());
+    return o.Done();
+}
+
+std::string BindGetTrackerStatus() {
+    std::string status;
+    {
+        std::lock_guard<std::mutex> profilesLock(profileMutex);
+        std::string restore = "[";
+        {
+            std::lock_guard<std::mutex> childrenLock(g_ChildrenMutex);
+            bool any = false;
+            for (auto it = g_ActiveChildProcesses.begin(); it != g_ActiveChildProcesses.end();) {
+                if (PlatformChildHasExited(it->second)) {
+                    if (any) restore += ',';
+                    restore += "\"" + it->first + "\"";
+                    any = true;
+                    it = g_ActiveChildProcesses.erase(it);
+                } else {
+                    ++it;
+                }
+            }
+            if (any) g_PanelHoverActive = false;
+        }
+        restore += ']';
+        status = BuildTrackerStatusJson(restore);
+    }
+    SaveTrackerStatusToFile(status);
+    SaveMacroEventsToFile(BuildMacroEventsJson());
+    return status;
 }

@@ -48,3 +48,7 @@ int PlatformProcessId();
 
 // Sends signal `sig` to a companion process.
 void PlatformSignalChild(int pid, int sig);
+
+// True once a companion process started by this one has ended (it is reaped then); also for a pid that
+// isn't our child.
+bool PlatformChildHasExited(int pid);

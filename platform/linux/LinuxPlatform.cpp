@@ -7,6 +7,7 @@
 #include <sys/file.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -205,4 +206,11 @@ void PlatformApplyLaunchOnStartup(bool on) {
     } else {
         unlink(tmp.c_str());
     }
+}
+
+bool PlatformChildHasExited(int pid) {
+    if (pid <= 0) return true;
+    int status = 0;
+    const pid_t r = waitpid(pid, &status, WNOHANG);
+    return r == pid || (r < 0 && errno == ECHILD);
 }

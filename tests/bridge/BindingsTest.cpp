@@ -1,10 +1,15 @@
 // The main window's bindings called as the page calls them, with the raw argument text.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include "bridge/BindArgs.h"
 #include "bridge/MainBindings.h"
 #include "bridge/StatusDocuments.h"
 #include "core/AppState.h"
+#include "persist/AppSettings.h"
 #include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"
 
@@ -138,6 +143,60 @@ TEST_F(BindingsTest, SettingsDocument) {
     EXPECT_NE(doc.find("\"fixedX\":-40,"), std::string::npos);
     EXPECT_NE(doc.find("\"tspd\":1.25,"), std::string::npos);
     EXPECT_NE(doc.find("\"holdKeySpam\":true}"), std::string::npos);
+}
+
+TEST_F(BindingsTest, StatusDocumentAndThePoll) {
+    {
+        std::lock_guard<std::mutex> lock(profileMutex);
+        const std::string doc = BuildTrackerStatusJson("[]");
+        EXPECT_EQ(doc.rfind("{\"state\":\"Idle\",\"count\":0,\"restore\":[],\"hkRec\"", 0), 0u) << doc;
+        EXPECT_NE(
+            doc.find("\"hkRec\":\"F8\",\"hkPlay\":\"F7\",\"hkAuto\":\"F6\",\"hkKeySpam\":\"F9\",\"hkUnlock\":\"F10\","),
+            std::string::npos)
+            << doc;
+        EXPECT_NE(doc.find("\"lockOn\":true,\"unlocked\":true,\"keySpamTargets\":[\"Space\"],\"keySpamChord\":false,"
+                           "\"ksCap\":-1,\"reassigning\":\"\",\"panelHover\":false,\"autoClicking\":false,"
+                           "\"keySpamming\":false,\"canUndoContinue\":false}"),
+                  std::string::npos)
+            << doc;
+    }
+    isPlaying = true;
+    isRecording = true;  // recording wins
+    currentReassign = 5;
+    keySpamTargetCount = 0;
+    profiles[0].events.resize(3);
+    {
+        std::lock_guard<std::mutex> lock(profileMutex);
+        const std::string doc = BuildTrackerStatusJson("[\"panel-ui\"]");
+        EXPECT_EQ(doc.rfind("{\"state\":\"Recording\",\"count\":3,\"restore\":[\"panel-ui\"],\"hkRec\"", 0), 0u) << doc;
+        EXPECT_NE(doc.find("\"keySpamTargets\":[],\"keySpamChord\""), std::string::npos);
+        EXPECT_NE(doc.find("\"reassigning\":\"keyspamtarget\""), std::string::npos);
+    }
+
+    // The poll hands back the panels whose processes have ended, once, and writes both files.
+    const pid_t gone = fork();
+    if (gone == 0) _exit(0);
+    const pid_t alive = fork();
+    if (alive == 0) {
+        pause();
+        _exit(0);
+    }
+    usleep(100000);
+    {
+        std::lock_guard<std::mutex> lock(g_ChildrenMutex);
+        g_ActiveChildProcesses = {{"panel-spammer", gone}, {"panel-tracker", alive}};
+    }
+    g_PanelHoverActive = true;
+    const std::string status = BindGetTrackerStatus();
+    EXPECT_NE(status.find("\"restore\":[\"panel-spammer\"]"), std::string::npos);
+    EXPECT_FALSE(g_PanelHoverActive);
+    EXPECT_EQ(g_ActiveChildProcesses.size(), 1u);
+    EXPECT_NE(BindGetTrackerStatus().find("\"restore\":[]"), std::string::npos);
+    EXPECT_EQ(LoadTrackerStatusFromFile(), BindGetTrackerStatus());
+    EXPECT_EQ(LoadMacroEventsFromFile().substr(0, 8), "[{\"id\":0");
+    kill(alive, SIGKILL);
+    waitpid(alive, nullptr, 0);
+    g_ActiveChildProcesses.clear();
 }
 
 TEST(JsonArgTest, FirstStringDecoded) {

@@ -23,6 +23,10 @@ check "a bad number rejects the promise with a message" test "$(field 'r["resize
 check "getSharedTheme gives the key set" test "$(field 'r["shared"]')" = midnight
 check "the start-up script reworded the login option" test "$(field 'r["label"]')" = " Launch at login"
 check "alert goes to the native alert" test "$(field 'r["alertRouted"]')" = True
+check "getTrackerStatus names the hotkeys by the live keymap" test "$(field 'r["status"]["hkRec"] + "," + r["status"]["keySpamTargets"][0]')" = "F8,Space"
+check "the status file holds what the poll returned" sh -c "grep -q '\"count\":0' '$data/status.txt'"
+check "updateSpammer applied the page's settings" test "$(field 'r["settingsDoc"]["ss"], r["settingsDoc"]["sms"], r["settingsDoc"]["sbtn"]')" = "(1, 250, 1)"
+check "updateKeySpam with too few fields is refused" test "$(field 'r["badUpdate"]')" = "rejected: updateKeySpam: needs six whole numbers"
 check "setAppSetting wrote the settings file" grep -q '^showWarnings=0$' "$data/appsettings.txt"
 
 kill -TERM "$app"
