@@ -12,6 +12,7 @@
 #include "engine/AutoClicker.h"
 #include "engine/EventList.h"
 #include "engine/KeySpammer.h"
+#include "engine/Playback.h"
 #include "macro/MacroImport.h"
 #include "persist/AppSettings.h"
 #include "platform/Window.h"
@@ -45,6 +46,11 @@ void BindMainWindow(WebView& w) {
         {"setHoldMode",
          [](const std::string& arg) {
              ApplyHoldMode(ParseJSString(arg));
+             return std::string();
+         }},
+        {"updateTracker",
+         [](const std::string& arg) {
+             if (!ApplyTrackerUpdate(ParseJSString(arg))) throw BindError("updateTracker: needs eight fields");
              return std::string();
          }},
         {"startRecording", [](const std::string&) { return Trigger(triggerRecordStart); }},

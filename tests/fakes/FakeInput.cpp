@@ -13,12 +13,14 @@ std::vector<std::string> g_Calls;
 std::map<int, std::string> g_LayoutChars;
 
 void Log(std::string call) {
+    if (g_FakeCallStamp) call += " @" + g_FakeCallStamp();
     std::lock_guard<std::mutex> lock(g_CallsMutex);
     g_Calls.push_back(std::move(call));
 }
 
 }  // namespace
 
+std::string (*g_FakeCallStamp)() = nullptr;
 double g_FakeDoubleClickSeconds = 0.5;
 std::atomic<int> g_FakeCursorX{0}, g_FakeCursorY{0};
 

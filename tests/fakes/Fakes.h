@@ -30,3 +30,6 @@ extern std::string g_FakeChosenPath;
 
 // Calls into the fake window layer: "resize WxH", "open URL", "alert TEXT".
 extern std::vector<std::string> g_FakeWindowCalls;
+
+// When set, every fake input call is logged with " @" and what this returns (a test clock's reading).
+extern std::string (*g_FakeCallStamp)();

@@ -1,0 +1,164 @@
+// Playback pacing against a scripted clock, and the thread's run state with the real clock.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+#include "core/AppState.h"
+#include "core/Signals.h"
+#include "core/Wake.h"
+#include "engine/Playback.h"
+#include "tests/fakes/Fakes.h"
+
+namespace {
+
+// A clock that moves 20 us at each look and 1 ms at each sleep; a stop can be scheduled on it.
+int64_t g_FakeNs = 0;
+int64_t g_StopAtNs = -1;
+int64_t FakeNow() {
+    g_FakeNs += 20000;
+    if (g_StopAtNs >= 0 && g_FakeNs >= g_StopAtNs) isPlaying = false;
+    return g_FakeNs;
+}
+void FakeSleep() { g_FakeNs += 1000000; }
+std::string Stamp() { return std::to_string(g_FakeNs / 1000000); }  // whole milliseconds
+
+const PlaybackClock kFakeClock{FakeNow, FakeSleep};
+
+UnifiedEvent Abs(int64_t x, int64_t y, double t) { return UnifiedEvent{EventMoveAbs, t, x, y, 0, 0, false, 0}; }
+UnifiedEvent Key(int vk, bool down, double t) { return UnifiedEvent{EventKey, t, 0, 0, 0, vk, down, 0}; }
+
+class PlaybackTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ResetAppState();
+        g_FakeNs = 0;
+        g_StopAtNs = -1;
+        isPlaying = true;
+        g_FakeCallStamp = Stamp;
+    }
+    void TearDown() override { g_FakeCallStamp = nullptr; }
+
+    static std::vector<std::string> Play(const std::vector<UnifiedEvent>& events) {
+        ClearFakeInputCalls();
+        g_FakeNs = 0;
+        PlayMacroPass(events, kFakeClock);
+        return FakeInputCalls();
+    }
+};
+
+TEST_F(PlaybackTest, DueTimesFollowTheSpeed) {
+    using V = std::vector<std::string>;
+    const std::vector<UnifiedEvent> keys = {Key(65, true, 0.5), Key(65, false, 1.0), Key(66, true, 1.0)};
+    // No event has a point, so nothing moves; each key comes at its time over the speed.
+    EXPECT_EQ(Play(keys), (V{"key 65 down @500", "key 65 up @1000", "key 66 down @1000"}));
+    fPlaybackSpeed = 2.0f;
+    EXPECT_EQ(Play(keys), (V{"key 65 down @250", "key 65 up @500", "key 66 down @500"}));
+    fPlaybackSpeed = 0.5f;
+    EXPECT_EQ(Play(keys), (V{"key 65 down @1000", "key 65 up @2000", "key 66 down @2000"}));
+}
+
+TEST_F(PlaybackTest, CursorPlacementAndSmoothMoves) {
+    // The cursor jumps to the first point before the clock starts, then runs along the line to the next.
+    const auto calls = Play({Key(65, true, 0.2), Abs(0, 0, 0.3), Abs(100, 50, 0.4)});
+    ASSERT_GE(calls.size(), 4u);
+    EXPECT_EQ(calls[0], "move 0 0 @0");
+    EXPECT_EQ(calls[1], "key 65 down @200");
+    EXPECT_EQ(calls[2], "move 0 0 @300");
+    EXPECT_EQ(calls.back(), "move 100 50 @400");
+    int lastX = 0, steps = 0;
+    for (size_t i = 3; i + 1 < calls.size(); ++i) {
+        int x = 0, y = 0;
+        ASSERT_EQ(std::sscanf(calls[i].c_str(), "move %d %d", &x, &y), 2) << calls[i];
+        EXPECT_GT(x, lastX);  // straight on, never back
+        EXPECT_EQ(y, x / 2);
+        lastX = x;
+        ++steps;
+    }
+    EXPECT_GT(steps, 50);  // about one a millisecond
+
+    // Relative moves start from where the cursor is and are never smoothed.
+    const auto rel = Play({UnifiedEvent{EventMoveRel, 0.1, 5, -5, 0, 0, false, 0}});
+    EXPECT_EQ(rel, std::vector<std::string>{"moveby 5 -5 @100"});
+}
+
+TEST_F(PlaybackTest, EventsOfEveryKind) {
+    const auto calls = Play({UnifiedEvent{EventMouseClick, 0, 10, 20, 2, 0, false, 0},
+                             UnifiedEvent{EventMouseClick, 0, 10, 20, 4, 0, false, 0},
+                             UnifiedEvent{EventScroll, 0, 0, 0, 0, 0, false, -240},
+                             UnifiedEvent{EventToolToggle, 0, 0, 0, 0, 1, true, 0},
+                             UnifiedEvent{EventToolToggle, 0, 0, 0, 0, 2, false, 0},
+                             UnifiedEvent{EventToolToggle, 0, 0, 0, 0, 7, true, 0}, Key(65, true, 0)});
+    EXPECT_EQ(calls, (std::vector<std::string>{"move 10 20 @0", "move 10 20 @0", "button 0 down 1 @0", "move 10 20 @0",
+                                               "button 0 up 1 @0", "scroll -240 @0", "key 65 down @0"}));
+    EXPECT_TRUE(triggerAutoClickStart);
+    EXPECT_TRUE(triggerKeySpamStop);
+    EXPECT_TRUE(g_SignalWake.signalled);  // the key stays down: a macro holds its own releases
+}
+
+TEST_F(PlaybackTest, AStopEndsThePassWhereItIs) {
+    g_StopAtNs = 350000000;
+    const auto calls = Play({Abs(0, 0, 0), Abs(1000, 0, 1.0), Key(65, true, 1.0)});
+    ASSERT_FALSE(calls.empty());
+    int x = 0, y = 0;
+    ASSERT_EQ(std::sscanf(calls.back().c_str(), "move %d %d", &x, &y), 2);
+    EXPECT_NEAR(x, 350, 5);  // where the last step put it; the key never comes
+}
+
+TEST_F(PlaybackTest, TrackerUpdate) {
+    EXPECT_TRUE(ApplyTrackerUpdate("false,true,false,true,true,2.5,true,250"));
+    EXPECT_FALSE(bRecordMouseMovement);
+    EXPECT_TRUE(bUseRelativeMouse);
+    EXPECT_EQ(fPlaybackSpeed, 2.5f);
+    EXPECT_TRUE(bLoopSequence);
+    EXPECT_EQ(iLoopIntervalMs, 250);
+    EXPECT_FALSE(ApplyTrackerUpdate("true,true,true,true,true,1,false"));
+    EXPECT_FALSE(ApplyTrackerUpdate("true,true,true,true,true,fast,false,0"));
+    EXPECT_EQ(fPlaybackSpeed, 2.5f);  // a refused update changes nothing
+}
+
+TEST(PlaybackThreadTest, RunsLoopsAndEndsWithTheTools) {
+    ResetAppState();
+    profiles[0].events = {Key(65, true, 0.01), Key(65, false, 0.02)};
+    std::thread signals(SignalProcessorThread);
+    std::thread player(PlaybackThread);
+    const auto waitFor = [](auto cond) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        while (!cond() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return cond();
+    };
+
+    // A single pass ends by itself and stops the tools with it.
+    isAutoClicking = true;
+    triggerPlayStart = true;
+    WakeSignalProcessor();
+    EXPECT_TRUE(waitFor([] { return !isPlaying && !isAutoClicking && FakeInputCalls().size() >= 2; }));
+
+    // Looping goes on until stopped; the stop lifts left and right.
+    bLoopSequence = true;
+    iLoopIntervalMs = 0;
+    ClearFakeInputCalls();
+    triggerPlayStart = true;
+    WakeSignalProcessor();
+    EXPECT_TRUE(waitFor([] { return FakeInputCalls().size() >= 6; }));
+    triggerPlayStop = true;
+    WakeSignalProcessor();
+    EXPECT_TRUE(waitFor([] { return !isPlaying; }));
+
+    // An empty macro just clears the flag.
+    profiles[0].events.clear();
+    isKeySpamming = true;
+    triggerPlayStart = true;
+    WakeSignalProcessor();
+    EXPECT_TRUE(waitFor([] { return !isPlaying; }));
+
+    g_AppRunning = false;
+    WakeSignalProcessor();
+    WakePlaybackThread();
+    signals.join();
+    player.join();
+    g_AppRunning = true;
+}
+
+}  // namespace
