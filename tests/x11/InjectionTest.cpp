@@ -24,6 +24,7 @@
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "engine/KeySpammer.h"
+#include "engine/Playback.h"
 #include "input/Injection.h"
 #include "input/Keys.h"
 #include "input/OwnEventMarks.h"
@@ -125,6 +126,7 @@ protected:
         g_Threads.emplace_back(AutoClickerThread);
         g_Threads.emplace_back(KeySpammerThread);
         g_Threads.emplace_back(SignalProcessorThread);
+        g_Threads.emplace_back(PlaybackThread);
         PlatformKeysWatchLayout();
         std::this_thread::sleep_for(50ms);
     }
@@ -379,6 +381,34 @@ TEST_F(InjectionTest, SeamFunctionsAndTheirMarks) {
 }
 
 // Last: ShutDown ends the threads, so nothing can run after it.
+TEST_F(InjectionTest, AMacroReplaysIntoTheWindow) {
+    const auto at = [](double t, int type, int64_t x, int64_t y, uint64_t flags, int vk, bool down) {
+        return UnifiedEvent{type, t, x, y, flags, vk, down, 0};
+    };
+    {
+        std::lock_guard<std::mutex> lock(profileMutex);
+        profiles.assign(1, MacroProfile{kDefaultProfileName, "", {}});
+        currentProfileIdx = 0;
+        profiles[0].events = {
+            at(0.00, EventMoveAbs, 180, 140, 0, 0, false),    at(0.10, EventMoveAbs, 200, 150, 0, 0, false),
+            at(0.12, EventMouseClick, 200, 150, 2, 0, false), at(0.15, EventMouseClick, 200, 150, 4, 0, false),
+            at(0.20, EventKey, 0, 0, 0, 'A', true),           at(0.25, EventKey, 0, 0, 0, 'A', false),
+            at(0.30, EventKey, 0, 0, 0, 'B', true),           at(0.35, EventKey, 0, 0, 0, 'B', false)};
+    }
+    g_StopToolsWithMacro = false;
+    const auto start = std::chrono::steady_clock::now();
+    triggerPlayStart = true;
+    WakeSignalProcessor();
+    ASSERT_TRUE(WaitUntil([] { return !isPlaying && g_Window.Count("KeyRelease") == 2; }));
+    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_GE(took, 0.35);
+    EXPECT_LT(took, 1.5);
+    EXPECT_EQ(g_Window.Lines("Button"), (std::vector<std::string>{"ButtonPress 1 200 150", "ButtonRelease 1 200 150"}));
+    EXPECT_EQ(KeyNames(g_Window.Lines("Key")),
+              (std::vector<std::string>{"Press a", "Release a", "Press b", "Release b"}));
+    EXPECT_TRUE(SettlesWithNothingHeld());
+}
+
 TEST_F(InjectionTest, ShutDownWhileBothToolsRunLeavesNothingHeld) {
     SetTargets({162, 67});
     ASSERT_TRUE(ApplySpammerUpdate("0,0,0,1,0,0,1,0,0"));
