@@ -1,6 +1,7 @@
 // Posting mouse and key events as if they came from the user: the one door through which the Spammer,
 // the Key Spammer, playback and the signal processor produce input. Every call is safe from any thread at
-// once, takes no lock and reports no failure: an event that can't be made is skipped.
+// once and reports no failure: an event that can't be made is skipped. After a thread's first call (which
+// opens its connection to the display), a call takes no lock of ours and allocates nothing.
 #pragma once
 
 #include <atomic>

@@ -51,7 +51,7 @@ TEST_F(KeyNamesTest, LayoutStepAndItsFilter) {
 }
 
 TEST(KeyLookupTest, FirstRowWinsBothWays) {
-    // Two VKs share code 56 and two codes... as the real table has for Shift and its left-hand form.
+    // VKs 160 and 16 share a code, as left Shift and Shift do; VK 65 has two codes; two rows are out of range.
     const KeyRow rows[] = {{160, 56}, {16, 56}, {65, 0}, {65, 7}, {300, 9}, {-4, 10}};
     KeyLookup lookup{};
     BuildKeyLookup(rows, 6, lookup);

@@ -1,0 +1,97 @@
+// A 60 s macro of 10,000 mixed events replayed through the real X11 backend (run it inside
+// scripts/xvfb-session.sh): how late each key and button request goes out against its due time, and the
+// drift at the end. The XTest requests are wrapped to take timestamps without a hook in the product.
+#include <X11/Xlib.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+#include <vector>
+
+#include "core/AppState.h"
+#include "core/Threads.h"
+#include "engine/Playback.h"
+#include "input/Keys.h"
+
+namespace {
+
+int64_t NowNs() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+constexpr int kEvents = 10000;
+int64_t g_Requests[kEvents * 2];
+std::atomic<int> g_RequestCount{0};
+
+void Stamp() {
+    const int i = g_RequestCount.fetch_add(1);
+    if (i < kEvents * 2) g_Requests[i] = NowNs();
+}
+
+int64_t g_StartNs = 0;
+int64_t PassClock() {
+    const int64_t now = NowNs();
+    if (g_StartNs == 0) g_StartNs = now;  // the pass reads the clock first for its start instant
+    return now;
+}
+void PassSleep() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
+
+double Percentile(std::vector<double> v, double p) {
+    std::sort(v.begin(), v.end());
+    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
+}
+
+}  // namespace
+
+extern "C" {
+int __real_XTestFakeKeyEvent(Display*, unsigned, Bool, unsigned long);
+int __wrap_XTestFakeKeyEvent(Display* d, unsigned keycode, Bool down, unsigned long delay) {
+    Stamp();
+    return __real_XTestFakeKeyEvent(d, keycode, down, delay);
+}
+int __real_XTestFakeButtonEvent(Display*, unsigned, Bool, unsigned long);
+int __wrap_XTestFakeButtonEvent(Display* d, unsigned button, Bool down, unsigned long delay) {
+    Stamp();
+    return __real_XTestFakeButtonEvent(d, button, down, delay);
+}
+}
+
+int main() {
+    PlatformRaiseThreadPriority();
+    PlatformKeysWatchLayout();
+    // Every 6 ms: a move, a key press, its release, a click's press and its release, over and over; the
+    // keys and buttons are what gets timed, the moves add the smooth steps between points.
+    std::vector<UnifiedEvent> events;
+    std::vector<double> timedDue;
+    for (int i = 0; i < kEvents; ++i) {
+        const double t = 0.006 * i;
+        UnifiedEvent e{EventMoveAbs, t, 100 + (i * 37) % 900, 100 + (i * 53) % 700, 0, 0, false, 0};
+        switch (i % 5) {
+            case 1: e = UnifiedEvent{EventKey, t, 0, 0, 0, 'Q', true, 0}; break;
+            case 2: e = UnifiedEvent{EventKey, t, 0, 0, 0, 'Q', false, 0}; break;
+            case 3: e = UnifiedEvent{EventMouseClick, t, 300, 300, 8, 0, false, 0}; break;  // right press
+            case 4: e = UnifiedEvent{EventMouseClick, t, 300, 300, 16, 0, false, 0}; break;
+            default: break;
+        }
+        if (e.type != EventMoveAbs) timedDue.push_back(t);
+        events.push_back(e);
+    }
+    isPlaying = true;
+    g_AppRunning = true;
+    PlayMacroPass(events, PlaybackClock{PassClock, PassSleep});
+
+    const int n = std::min<int>(g_RequestCount, static_cast<int>(timedDue.size()));
+    std::vector<double> lateUs;
+    for (int i = 0; i < n; ++i) {
+        lateUs.push_back(static_cast<double>(g_Requests[i] - g_StartNs) / 1e3 - timedDue[static_cast<size_t>(i)] * 1e6);
+    }
+    std::printf("playback of %d events over %.0f s through XTest: %d key and button requests timed\n", kEvents,
+                events.back().time, n);
+    std::printf("  lateness against the due time: p50 %.1f us, p99 %.1f us, max %.1f us\n", Percentile(lateUs, 0.5),
+                Percentile(lateUs, 0.99), *std::max_element(lateUs.begin(), lateUs.end()));
+    std::printf("  drift at the end (the last request): %.1f us\n", lateUs.empty() ? 0.0 : lateUs.back());
+    return n == static_cast<int>(timedDue.size()) ? 0 : 1;
+}
