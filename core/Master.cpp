@@ -7,6 +7,7 @@
 #include "core/AppState.h"
 #include "core/Threads.h"
 #include "input/Keys.h"
+#include "input/SessionLock.h"
 #include "persist/AppSettings.h"
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
@@ -70,6 +71,7 @@ int RunMaster() {
             PlatformBringToFront(window);
         }
         PlatformInstallLifecycleHooks(window, SaveGeometry);
+        PlatformInstallSessionLockHook(InputTapOnSessionLocked);
         PlatformInstallWindowShortcuts(window, [&w] { w.terminate(); });
 
         w.run();

@@ -24,6 +24,10 @@ void PlatformBringToFront(void* window);
 // onGeometryChanged after the window moved or was resized (once it settles) and when it is about to close.
 void PlatformInstallLifecycleHooks(void* window, std::function<void()> onGeometryChanged);
 
+// onLocked when the screen locks or the session is switched away (the desktop's screen saver and the login
+// manager say so over D-Bus). Callbacks come on the UI thread.
+void PlatformInstallSessionLockHook(std::function<void()> onLocked);
+
 // Ctrl+Q quits (onQuit), Ctrl+W closes the window, Ctrl+M minimises it.
 void PlatformInstallWindowShortcuts(void* window, std::function<void()> onQuit);
 

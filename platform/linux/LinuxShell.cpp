@@ -1,6 +1,7 @@
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <dirent.h>
+#include <gio/gio.h>
 #include <glib-unix.h>
 #include <gtk/gtk.h>
 #include <signal.h>
@@ -122,4 +123,52 @@ void PlatformActivateOtherInstance() {
     }
     XSync(dpy, False);
     XCloseDisplay(dpy);
+}
+
+namespace {
+
+std::function<void()>* g_OnSessionLocked = nullptr;
+
+// ActiveChanged(true) of a screen saver; PropertiesChanged of a login session with LockedHint true.
+void OnBusSignal(GDBusConnection*, const gchar*, const gchar*, const gchar* interfaceName, const gchar* signalName,
+                 GVariant* parameters, gpointer) {
+    bool locked = false;
+    if (g_strcmp0(signalName, "ActiveChanged") == 0 && g_variant_is_of_type(parameters, G_VARIANT_TYPE("(b)"))) {
+        gboolean active = FALSE;
+        g_variant_get(parameters, "(b)", &active);
+        locked = active;
+    } else if (g_strcmp0(interfaceName, "org.freedesktop.DBus.Properties") == 0 &&
+               g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sa{sv}as)"))) {
+        const gchar* iface = nullptr;
+        GVariant* changed = nullptr;
+        GVariant* invalidated = nullptr;
+        g_variant_get(parameters, "(&s@a{sv}@as)", &iface, &changed, &invalidated);
+        gboolean hint = FALSE;
+        if (g_strcmp0(iface, "org.freedesktop.login1.Session") == 0 &&
+            g_variant_lookup(changed, "LockedHint", "b", &hint)) {
+            locked = hint;
+        }
+        g_variant_unref(changed);
+        g_variant_unref(invalidated);
+    }
+    if (locked && g_OnSessionLocked && *g_OnSessionLocked) (*g_OnSessionLocked)();
+}
+
+void Subscribe(GBusType type, const char* interfaceName, const char* member) {
+    GDBusConnection* bus = g_bus_get_sync(type, nullptr, nullptr);  // kept for the life of the process
+    if (!bus) return;
+    g_dbus_connection_signal_subscribe(bus, nullptr, interfaceName, member, nullptr, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
+                                       OnBusSignal, nullptr, nullptr);
+}
+
+}  // namespace
+
+void PlatformInstallSessionLockHook(std::function<void()> onLocked) {
+    static std::function<void()> handler;
+    handler = std::move(onLocked);
+    if (g_OnSessionLocked) return;
+    g_OnSessionLocked = &handler;
+    Subscribe(G_BUS_TYPE_SESSION, "org.freedesktop.ScreenSaver", "ActiveChanged");
+    Subscribe(G_BUS_TYPE_SESSION, "org.gnome.ScreenSaver", "ActiveChanged");
+    Subscribe(G_BUS_TYPE_SYSTEM, "org.freedesktop.DBus.Properties", "PropertiesChanged");
 }

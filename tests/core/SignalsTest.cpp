@@ -351,3 +351,20 @@ TEST_F(SignalsTest, KeySpamTargetList) {
 }
 
 }  // namespace
+
+#include "input/SessionLock.h"
+
+namespace {
+
+TEST_F(SignalsTest, ASessionLockStopsOnlyHoldModeTools) {
+    SetRunState("AK");
+    g_HoldModeAuto = true;
+    InputTapOnSessionLocked();
+    EXPECT_TRUE(g_ResetTrackers);
+    EXPECT_TRUE(g_SignalWake.signalled);
+    ProcessSignals();
+    EXPECT_EQ(RunState(), "K");  // the Key Spammer was toggled, not held: its release isn't lost
+    g_ResetTrackers = false;
+}
+
+}  // namespace
