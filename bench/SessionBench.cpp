@@ -82,12 +82,16 @@ int main() {
     const size_t loaded = profiles.empty() ? 0 : profiles[0].events.size();
     profiles.clear();
     profiles.shrink_to_fit();
-    const Result rawRead = Measure([&] { volatile size_t n = ReadFile(rawPath).size(); (void)n; });
+    const Result rawRead = Measure([&] {
+        volatile size_t n = ReadFile(rawPath).size();
+        (void)n;
+    });
 
     std::printf("session of %zu events, %.1f MB\n", loaded, static_cast<double>(bytes.size()) / 1e6);
     std::printf("%-10s %10s %14s\n", "", "seconds", "peak extra MB");
     std::printf("%-10s %10.3f %14.1f\n", "save", save.seconds, static_cast<double>(save.peakExtraKb) / 1024);
-    std::printf("%-10s %10.3f %14.1f\n", "raw write", rawWrite.seconds, static_cast<double>(rawWrite.peakExtraKb) / 1024);
+    std::printf("%-10s %10.3f %14.1f\n", "raw write", rawWrite.seconds,
+                static_cast<double>(rawWrite.peakExtraKb) / 1024);
     std::printf("%-10s %10.3f %14.1f\n", "load", load.seconds, static_cast<double>(load.peakExtraKb) / 1024);
     std::printf("%-10s %10.3f %14.1f\n", "raw read", rawRead.seconds, static_cast<double>(rawRead.peakExtraKb) / 1024);
     std::system((std::string("rm -rf ") + dir).c_str());

@@ -1,8 +1,8 @@
 #include "persist/SessionFile.h"
 
 #include <chrono>
-#include <string_view>
 #include <cstdio>
+#include <string_view>
 #include <thread>
 #include <vector>
 
