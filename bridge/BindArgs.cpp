@@ -14,7 +14,13 @@ std::string JsonEscapeForBind(const std::string& text) {
     std::string out;
     out.reserve(text.size() + 2);
     out += '"';
-    for (char c : text) {
+    for (size_t i = 0; i < text.size();) {
+        // Skin data reach the page through here: plain runs are copied whole.
+        const size_t run = JsonPlainRun(text.data() + i, text.size() - i);
+        out.append(text, i, run);
+        i += run;
+        if (i == text.size()) break;
+        const char c = text[i++];
         switch (c) {
             case '"': out += "\\\""; break;
             case '\\': out += "\\\\"; break;
@@ -24,13 +30,9 @@ std::string JsonEscapeForBind(const std::string& text) {
             case '\r': out += "\\r"; break;
             case '\t': out += "\\t"; break;
             default:
-                if (static_cast<unsigned char>(c) < 0x20) {
-                    out += "\\u00";
-                    out += kHex[(c >> 4) & 0xF];
-                    out += kHex[c & 0xF];
-                } else {
-                    out += c;
-                }
+                out += "\\u00";
+                out += kHex[(c >> 4) & 0xF];
+                out += kHex[c & 0xF];
         }
     }
     out += '"';

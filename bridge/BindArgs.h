@@ -32,5 +32,11 @@ struct JsonObjectView {
     std::string_view Raw(std::string_view key) const;
     // What JsonParseField gives for `key`.
     std::string Field(std::string_view key) const;
+    // The same value without a copy: a view into the text, or into `storage` when a string had escapes.
+    std::string_view Value(std::string_view key, std::string& storage) const;
 };
 JsonObjectView JsonReadObject(std::string_view text);
+
+// How many bytes from `p` (at most `n`) may stand in a JSON string as they are: no quote, no backslash,
+// no control byte. Eight bytes at a time, since skin data make strings of megabytes.
+size_t JsonPlainRun(const char* p, size_t n);

@@ -2,6 +2,7 @@
 // well-formed is refused as a whole, so that a damaged file reads as empty rather than half-read.
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 #include "bridge/BindArgs.h"
 
@@ -67,7 +68,7 @@ public:
         if (!Eat('"')) return false;
         for (;;) {
             const size_t start = p_;
-            while (p_ < s_.size() && !kStringStops[static_cast<unsigned char>(s_[p_])]) ++p_;
+            p_ += JsonPlainRun(s_.data() + p_, s_.size() - p_);
             if (out) out->append(s_.data() + start, p_ - start);
             if (p_ >= s_.size()) return false;
             const char c = s_[p_++];
@@ -196,6 +197,23 @@ private:
 
 }  // namespace
 
+size_t JsonPlainRun(const char* p, size_t n) {
+    constexpr uint64_t kOnes = 0x0101010101010101ULL;
+    constexpr uint64_t kHighs = 0x8080808080808080ULL;
+    size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        uint64_t v;
+        std::memcpy(&v, p + i, 8);
+        // A high bit marks a byte below 0x20 or equal to '"' or '\\' (bytes from 0x80 up are masked out).
+        const uint64_t control = (v - kOnes * 0x20) & ~v;
+        const uint64_t quote = ((v ^ (kOnes * '"')) - kOnes) & ~(v ^ (kOnes * '"'));
+        const uint64_t backslash = ((v ^ (kOnes * '\\')) - kOnes) & ~(v ^ (kOnes * '\\'));
+        if ((control | quote | backslash) & kHighs) break;
+    }
+    while (i < n && !kStringStops[static_cast<unsigned char>(p[i])]) ++i;
+    return i;
+}
+
 JsonObjectView JsonReadObject(std::string_view text) {
     JsonObjectView object;
     Reader r(text);
@@ -231,12 +249,20 @@ std::string_view JsonObjectView::Raw(std::string_view key) const {
     return {};
 }
 
-std::string JsonObjectView::Field(std::string_view key) const {
+std::string_view JsonObjectView::Value(std::string_view key, std::string& storage) const {
     const std::string_view raw = Raw(key);
-    if (raw.empty() || raw.front() != '"') return std::string(raw);
-    std::string value;
-    Reader(raw).String(&value);
-    return value;
+    if (raw.empty() || raw.front() != '"') return raw;
+    const std::string_view inner = raw.substr(1, raw.size() - 2);
+    if (inner.find('\\') == std::string_view::npos) return inner;
+    storage.clear();
+    Reader(raw).String(&storage);
+    return storage;
+}
+
+std::string JsonObjectView::Field(std::string_view key) const {
+    std::string storage;
+    const std::string_view value = Value(key, storage);
+    return value.data() == storage.data() ? storage : std::string(value);
 }
 
 std::string JsonParseField(const std::string& json, const std::string& key) { return JsonReadObject(json).Field(key); }

@@ -1,8 +1,8 @@
 #include "themes/ThemeFile.h"
 
 #include <array>
+#include <cstring>
 #include <fstream>
-#include <string_view>
 
 #include "bridge/BindArgs.h"
 #include "persist/Settings.h"
@@ -18,8 +18,6 @@ bool IsHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-bool IsBase64Byte(char c) { return IsAsciiLetter(c) || IsDigit(c) || c == '+' || c == '/'; }
-
 // One rgb() component: blanks (0x20 only) around one to three digits, at most 255.
 bool IsRgbComponent(const std::string& piece) {
     size_t begin = 0, end = piece.size();
@@ -32,6 +30,56 @@ bool IsRgbComponent(const std::string& piece) {
         value = value * 10 + (piece[i] - '0');
     }
     return value <= 255;
+}
+
+// The base64 alphabet: a byte's six bits, or -1. Made once, on first use.
+const std::array<int8_t, 256>& Base64Table() {
+    static const std::array<int8_t, 256> kTable = [] {
+        std::array<int8_t, 256> t{};
+        t.fill(-1);
+        const std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+        for (size_t i = 0; i < alphabet.size(); ++i)
+            t[static_cast<unsigned char>(alphabet[i])] = static_cast<int8_t>(i);
+        return t;
+    }();
+    return kTable;
+}
+
+// Base64Decode into a buffer that the validator reuses from piece to piece.
+void Base64DecodeInto(std::string_view text, std::vector<uint8_t>& out) {
+    const std::array<int8_t, 256>& table = Base64Table();
+    const auto* s = reinterpret_cast<const unsigned char*>(text.data());
+    const size_t n = text.size();
+    out.resize(n / 4 * 3 + 3);
+    uint8_t* o = out.data();
+    size_t i = 0;
+    // Whole quads of the alphabet first; the first quad with '=' or a stray byte goes to the loop below,
+    // which starts, as every quad does, with no bits gathered.
+    for (; i + 4 <= n; i += 4) {
+        const int a = table[s[i]], b = table[s[i + 1]], c = table[s[i + 2]], d = table[s[i + 3]];
+        if ((a | b | c | d) < 0) break;
+        const uint32_t v = (uint32_t(a) << 18) | (uint32_t(b) << 12) | (uint32_t(c) << 6) | uint32_t(d);
+        *o++ = static_cast<uint8_t>(v >> 16);
+        *o++ = static_cast<uint8_t>(v >> 8);
+        *o++ = static_cast<uint8_t>(v);
+    }
+    uint32_t bits = 0;
+    int count = 0;
+    for (; i < n; ++i) {
+        if (s[i] == '=') break;
+        const int v = table[s[i]];
+        if (v < 0) {
+            out.clear();
+            return;
+        }
+        bits = (bits << 6) | static_cast<uint32_t>(v);
+        count += 6;
+        if (count >= 8) {
+            count -= 8;
+            *o++ = static_cast<uint8_t>(bits >> count);
+        }
+    }
+    out.resize(static_cast<size_t>(o - out.data()));
 }
 
 uint32_t BigEndian32(const std::vector<uint8_t>& b, size_t at) {
@@ -86,43 +134,22 @@ bool IsValidThemeKeyCharset(const std::string& text) {
     return true;
 }
 
-bool IsStrictBase64(const std::string& text) {
+bool IsStrictBase64(std::string_view text) {
     if (text.empty() || text.size() % 4 != 0) return false;
-    size_t padding = 0;
-    for (char c : text) {
-        if (c == '=') {
-            ++padding;
-        } else if (padding > 0 || !IsBase64Byte(c)) {
-            return false;
-        }
+    const std::array<int8_t, 256>& table = Base64Table();
+    size_t i = 0;
+    while (i < text.size() && table[static_cast<unsigned char>(text[i])] >= 0) ++i;
+    const size_t padding = text.size() - i;
+    if (padding > 2) return false;
+    for (; i < text.size(); ++i) {
+        if (text[i] != '=') return false;
     }
-    return padding <= 2;
+    return true;
 }
 
-std::vector<uint8_t> Base64Decode(const std::string& text) {
-    static const std::array<int8_t, 256> kTable = [] {
-        std::array<int8_t, 256> t{};
-        t.fill(-1);
-        const std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-        for (size_t i = 0; i < alphabet.size(); ++i)
-            t[static_cast<unsigned char>(alphabet[i])] = static_cast<int8_t>(i);
-        return t;
-    }();
+std::vector<uint8_t> Base64Decode(std::string_view text) {
     std::vector<uint8_t> out;
-    out.reserve(text.size() / 4 * 3);
-    uint32_t bits = 0;
-    int count = 0;
-    for (char c : text) {
-        if (c == '=') break;
-        const int v = kTable[static_cast<unsigned char>(c)];
-        if (v < 0) return {};
-        bits = (bits << 6) | static_cast<uint32_t>(v);
-        count += 6;
-        if (count >= 8) {
-            count -= 8;
-            out.push_back(static_cast<uint8_t>(bits >> count));
-        }
-    }
+    Base64DecodeInto(text, out);
     return out;
 }
 
@@ -142,10 +169,10 @@ bool IsValidSkinFont(const std::vector<uint8_t>& bytes) {
     return magic == 0x4F54544F /* "OTTO" */ || magic == 0x00010000;
 }
 
-std::vector<std::string> EnumerateJsonObjectKeys(const std::string& text) {
+std::vector<std::string> EnumerateJsonObjectKeys(std::string_view text) {
     std::vector<std::string> keys;
     size_t p = text.find('{');
-    if (p == std::string::npos) return keys;
+    if (p == std::string_view::npos) return keys;
     ++p;
     const size_t n = text.size();
     auto isSpace = [](char c) { return c == '\t' || c == '\n' || c == '\r' || c == ' '; };
@@ -174,9 +201,13 @@ std::vector<std::string> EnumerateJsonObjectKeys(const std::string& text) {
         for (; p < n; ++p) {
             const char c = text[p];
             if (inString) {
-                if (c == '\\') {
+                // Only a quote or a backslash matters inside; skin data make runs of megabytes.
+                p += JsonPlainRun(text.data() + p, n - p);
+                if (p >= n) break;
+                const char d = text[p];
+                if (d == '\\') {
                     ++p;
-                } else if (c == '"') {
+                } else if (d == '"') {
                     inString = false;
                 }
                 continue;
@@ -219,13 +250,17 @@ bool ValidateQvnThemeData(const std::string& data, CustomThemeDef& out, std::str
     // A theme of colours only, without complaint, unless the file asks for a skin of the one known template.
     out.hasSkin = false;
     if (top.Field("format") != "2") return true;
-    const std::string skin = top.Field("skin");
+    // Skin data are megabytes: they are looked at through views, never copied.
+    std::string skinStorage;
+    const std::string_view skin = top.Value("skin", skinStorage);
     if (skin.empty()) return true;
     const JsonObjectView skinObject = JsonReadObject(skin);
     if (skinObject.Field("template") != "1") return true;
 
     // From here a bad skin fails the whole theme: it never degrades to colours only.
-    const std::string pieces = skinObject.Field("pieces");
+    std::string piecesStorage, valueStorage;
+    std::vector<uint8_t> bytes;
+    const std::string_view pieces = skinObject.Value("pieces", piecesStorage);
     int pieceCount = 0;
     if (!pieces.empty()) {
         if (pieces[0] != '{') return Fail(error, "skin.pieces is not an object");
@@ -233,9 +268,9 @@ bool ValidateQvnThemeData(const std::string& data, CustomThemeDef& out, std::str
         for (const std::string& key : EnumerateJsonObjectKeys(pieces)) {
             const SkinPiece* row = FindSkinPiece(key);
             if (!row) return Fail(error, "unknown skin piece name: " + key);
-            const std::string value = pieceObject.Field(key);
+            const std::string_view value = pieceObject.Value(key, valueStorage);
             if (!IsStrictBase64(value)) return Fail(error, "invalid base64 for piece: " + key);
-            const std::vector<uint8_t> bytes = Base64Decode(value);
+            Base64DecodeInto(value, bytes);
             if (bytes.empty() || bytes.size() > kSkinPieceCap) {
                 return Fail(error, "piece exceeds the 1 MB decoded cap: " + key);
             }
@@ -245,10 +280,10 @@ bool ValidateQvnThemeData(const std::string& data, CustomThemeDef& out, std::str
             ++pieceCount;
         }
     }
-    const std::string fontData = skinObject.Field("font");
+    const std::string_view fontData = skinObject.Value("font", valueStorage);
     if (!fontData.empty()) {
         if (!IsStrictBase64(fontData)) return Fail(error, "invalid base64 for skin.font");
-        const std::vector<uint8_t> bytes = Base64Decode(fontData);
+        Base64DecodeInto(fontData, bytes);
         if (bytes.size() > kSkinFontCap) return Fail(error, "font exceeds the 2 MB decoded cap");
         if (!IsValidSkinFont(bytes)) return Fail(error, "invalid font magic bytes");
     }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // One loaded theme. The skin's data are not kept here: they are read from the file again on demand.
@@ -85,10 +86,10 @@ bool IsValidThemeName(const std::string& text);
 // 1 to 64 bytes of ASCII letters, digits, blanks and _ - . ( ): the rule for a theme's key (file name).
 bool IsValidThemeKeyCharset(const std::string& text);
 // Standard base64 with padding, length a multiple of 4, no blanks or line breaks, at most two '='.
-bool IsStrictBase64(const std::string& text);
+bool IsStrictBase64(std::string_view text);
 
 // Standard base64 decoding. The first '=' ends the data; a byte outside the alphabet gives an empty result.
-std::vector<uint8_t> Base64Decode(const std::string& text);
+std::vector<uint8_t> Base64Decode(std::string_view text);
 
 // A PNG whose header declares exactly width x height. Only the first 24 bytes are looked at.
 bool IsValidSkinPng(const std::vector<uint8_t>& bytes, int width, int height);
@@ -97,4 +98,4 @@ bool IsValidSkinFont(const std::vector<uint8_t>& bytes);
 
 // The top-level keys of a JSON object in file order, duplicates included. A scanner, not a parser: it
 // never fails, it stops and returns what it has. A backslash in a key takes the next byte literally.
-std::vector<std::string> EnumerateJsonObjectKeys(const std::string& text);
+std::vector<std::string> EnumerateJsonObjectKeys(std::string_view text);

@@ -157,20 +157,21 @@ bool FillSkinCache(const std::string& key) {
     std::string raw;
     if (!ParseAndValidateQvnTheme(found->second.filePath, fresh, nullptr, nullptr, nullptr, &raw)) return false;
     if (!fresh.hasSkin) return false;
-    const std::string skin = JsonParseField(raw, "skin");
+    std::string skinStorage, piecesStorage, valueStorage;
+    const std::string_view skin = JsonReadObject(raw).Value("skin", skinStorage);
     if (skin.empty()) return false;
     const JsonObjectView skinObject = JsonReadObject(skin);
     if (skinObject.Field("template") != "1") return false;
 
     SkinCache cache;
-    const std::string pieces = skinObject.Field("pieces");
+    const std::string_view pieces = skinObject.Value("pieces", piecesStorage);
     if (!pieces.empty()) {
         const JsonObjectView pieceObject = JsonReadObject(pieces);
         for (const std::string& name : EnumerateJsonObjectKeys(pieces)) {
-            if (FindSkinPiece(name)) cache.pieces[name] = pieceObject.Field(name);
+            if (FindSkinPiece(name)) cache.pieces[name] = pieceObject.Value(name, valueStorage);
         }
     }
-    cache.font = skinObject.Field("font");
+    cache.font = skinObject.Value("font", valueStorage);
     cache.key = key;
     cache.valid = true;
     g_SkinCache = std::move(cache);
