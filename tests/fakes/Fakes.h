@@ -11,6 +11,6 @@ void ClearFakeInputCalls();
 // What the fake platform reports as the double-click interval.
 extern double g_FakeDoubleClickSeconds;
 
-// Puts every shared global back to its starting value, empties the wake events and makes one empty
-// default profile the current one.
+// Puts every shared global back to its starting value, empties the wake events and the theme list, and
+// makes one empty default profile the current one.
 void ResetAppState();

@@ -2,6 +2,7 @@
 #include "core/Wake.h"
 #include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"
+#include "themes/Themes.h"
 
 void ResetAppState() {
     {
@@ -44,4 +45,11 @@ void ResetAppState() {
     iLoopIntervalMs = 500;
     for (WakeEvent* ev : {&g_SignalWake, &g_AutoClickWake, &g_KeySpamWake, &g_PlaybackWake}) ev->signalled = false;
     ClearFakeInputCalls();
+    {
+        std::lock_guard<std::recursive_mutex> lock(g_ThemesMutex);
+        g_CustomThemes.clear();
+        g_SkinCache = SkinCache{};
+    }
+    g_PendingThemeAlert.clear();
+    g_CurrentTheme = "quorvane";
 }

@@ -51,13 +51,6 @@ protected:
         fs::remove_all(GetThemesDirPath());
         fs::remove_all(source_);
         fs::create_directories(source_);
-        {
-            std::lock_guard<std::recursive_mutex> lock(g_ThemesMutex);
-            g_CustomThemes.clear();
-            g_SkinCache = SkinCache{};
-        }
-        g_PendingThemeAlert.clear();
-        g_CurrentTheme = "quorvane";
         SaveThemeToFile("quorvane");
         // This process stands in for a pop-out panel and counts the themes-changed signals it receives.
         struct sigaction sa {};
