@@ -73,31 +73,25 @@ protected:
     const std::string source_ = PlatformDataDir() + "/../import";
 };
 
-TEST_F(ThemeLibraryTest, ImportingTheSameFileTwiceKeepsOneCopy) {
+TEST_F(ThemeLibraryTest, TheSameFileTwiceIsOneCopyADifferentOneIsNumberedAndCurrent) {
     const std::string path = Source("Night.qvntheme", ThemeText());
     std::string key;
     EXPECT_EQ(InstallThemeFile(path, key), "");
-    EXPECT_EQ(key, "Night");
-    key.clear();
     EXPECT_EQ(InstallThemeFile(path, key), "");
-    EXPECT_EQ(key, "Night");
     // A file that already lies in the folder installs as itself.
     EXPECT_EQ(InstallThemeFile(GetThemesDirPath() + "/Night.qvntheme", key), "");
+    EXPECT_EQ(key, "Night");
     EXPECT_EQ(ThemeFolderNames(), std::vector<std::string>{"Night.qvntheme"});
-    EXPECT_EQ(ListedKeys(), std::vector<std::string>{"Night"});
-    EXPECT_EQ(ReadFile(GetThemesDirPath() + "/Night.qvntheme"), ThemeText());
-}
 
-TEST_F(ThemeLibraryTest, ADifferentFileOfTheSameNameGetsTheNextNumberAndBecomesCurrent) {
-    EXPECT_EQ(ImportThemeFromPath(Source("Night.qvntheme", ThemeText())), "");
     EXPECT_EQ(ImportThemeFromPath(Source("Night.qvntheme", ThemeText("", "Second"))), "");
     EXPECT_EQ(g_CurrentTheme, "Night (2)");
     EXPECT_EQ(ImportThemeFromPath(Source("Night.qvntheme", ThemeText("", "Third"))), "");
     EXPECT_EQ(g_CurrentTheme, "Night (3)");
     EXPECT_EQ(LoadThemeFromFile(), "Night (3)");
-    EXPECT_EQ(g_ThemeSignals, 3);  // each import tells the panels
+    EXPECT_EQ(g_ThemeSignals, 2);  // each import tells the panels
     EXPECT_EQ(ThemeFolderNames(),
               (std::vector<std::string>{"Night (2).qvntheme", "Night (3).qvntheme", "Night.qvntheme"}));
+    EXPECT_EQ(ListedKeys(), (std::vector<std::string>{"Night", "Night (2)", "Night (3)"}));
     std::lock_guard<std::recursive_mutex> lock(g_ThemesMutex);
     EXPECT_EQ(g_CustomThemes.at("Night (3)").name, "Third");
 }
@@ -288,12 +282,7 @@ TEST_F(ThemeLibraryTest, PendingAlertIsDeliveredOnce) {
     EXPECT_EQ(BindGetPendingThemeAlert("[]"), "\"\"");
 }
 
-TEST(ThemeFiles, ExtensionAndIdentity) {
-    for (const char* yes : {"a.qvntheme", ".qvntheme", "x.QVNTHEME", "dir/x.QvNtHeMe"})
-        EXPECT_TRUE(HasQvnThemeExtension(yes));
-    for (const char* no : {"", "qvntheme", "a.qvnthem", "a.qvntheme ", "a_qvntheme"})
-        EXPECT_FALSE(HasQvnThemeExtension(no));
-
+TEST(ThemeFiles, IdentityIsByteForByte) {
     const std::string dir = PlatformDataDir() + "/identity";
     fs::create_directories(dir);
     std::string big(200000, 'q');
@@ -303,11 +292,8 @@ TEST(ThemeFiles, ExtensionAndIdentity) {
     big[150000] = 'r';
     WriteFileBytes(dir + "/b", big);
     EXPECT_FALSE(FilesAreByteIdentical(dir + "/a", dir + "/b"));
-    WriteFileBytes(dir + "/b", big.substr(0, 65536 * 2));
+    WriteFileBytes(dir + "/b", big.substr(0, 65536 * 2));  // a prefix ending on a read boundary
     EXPECT_FALSE(FilesAreByteIdentical(dir + "/a", dir + "/b"));
-    WriteFileBytes(dir + "/c", "");
-    WriteFileBytes(dir + "/d", "");
-    EXPECT_TRUE(FilesAreByteIdentical(dir + "/c", dir + "/d"));
     EXPECT_FALSE(FilesAreByteIdentical(dir + "/a", dir + "/missing"));
     EXPECT_FALSE(FilesAreByteIdentical(dir, dir));
     fs::remove_all(dir);
