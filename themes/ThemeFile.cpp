@@ -33,13 +33,12 @@ bool IsRgbComponent(const std::string& piece) {
 }
 
 // The base64 alphabet: a byte's six bits, or -1. Made once, on first use.
-const std::array<int8_t, 256>& Base64Table() {
-    static const std::array<int8_t, 256> kTable = [] {
-        std::array<int8_t, 256> t{};
+const std::array<int, 256>& Base64Table() {
+    static const std::array<int, 256> kTable = [] {
+        std::array<int, 256> t{};
         t.fill(-1);
         const std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-        for (size_t i = 0; i < alphabet.size(); ++i)
-            t[static_cast<unsigned char>(alphabet[i])] = static_cast<int8_t>(i);
+        for (size_t i = 0; i < alphabet.size(); ++i) t[static_cast<unsigned char>(alphabet[i])] = static_cast<int>(i);
         return t;
     }();
     return kTable;
@@ -47,7 +46,7 @@ const std::array<int8_t, 256>& Base64Table() {
 
 // Base64Decode into a buffer that the validator reuses from piece to piece.
 void Base64DecodeInto(std::string_view text, std::vector<uint8_t>& out) {
-    const std::array<int8_t, 256>& table = Base64Table();
+    const std::array<int, 256>& table = Base64Table();
     const auto* s = reinterpret_cast<const unsigned char*>(text.data());
     const size_t n = text.size();
     out.resize(n / 4 * 3 + 3);
@@ -136,7 +135,7 @@ bool IsValidThemeKeyCharset(const std::string& text) {
 
 bool IsStrictBase64(std::string_view text) {
     if (text.empty() || text.size() % 4 != 0) return false;
-    const std::array<int8_t, 256>& table = Base64Table();
+    const std::array<int, 256>& table = Base64Table();
     size_t i = 0;
     while (i < text.size() && table[static_cast<unsigned char>(text[i])] >= 0) ++i;
     const size_t padding = text.size() - i;

@@ -89,8 +89,10 @@ void ScanCustomThemes() {
         if (name.size() < 10 || !HasQvnThemeExtension(name)) continue;
         const std::string key = KeyOfFileName(name);
         if (!IsValidThemeKeyCharset(key)) continue;
+        std::string path = dir;
+        path.append("/").append(name);
         CustomThemeDef def;
-        if (ParseAndValidateQvnTheme(dir + "/" + name, def)) found[key] = std::move(def);
+        if (ParseAndValidateQvnTheme(path, def)) found[key] = std::move(def);
     }
     std::lock_guard<std::recursive_mutex> lock(g_ThemesMutex);
     g_CustomThemes.swap(found);
