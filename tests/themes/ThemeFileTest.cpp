@@ -233,8 +233,8 @@ TEST(ThemeValues, StrictBase64AndDecoding) {
     EXPECT_TRUE(Base64Decode("QU\nJD").empty());
     EXPECT_TRUE(Base64Decode("").empty());
     const std::vector<uint8_t> every = [] {
-        std::vector<uint8_t> b;
-        for (int i = 0; i < 256; ++i) b.push_back(static_cast<uint8_t>(i));
+        std::vector<uint8_t> b(256);
+        for (int i = 0; i < 256; ++i) b[i] = static_cast<uint8_t>(i);
         return b;
     }();
     for (size_t n : {1, 2, 3, 4, 255, 256}) {

@@ -40,6 +40,7 @@ std::vector<std::string> ThemeFolderNames() {
 std::vector<std::string> ListedKeys() {
     std::lock_guard<std::recursive_mutex> lock(g_ThemesMutex);
     std::vector<std::string> keys;
+    keys.reserve(g_CustomThemes.size());
     for (const auto& [key, def] : g_CustomThemes) keys.push_back(key);
     return keys;
 }
@@ -292,7 +293,7 @@ TEST(ThemeFiles, IdentityIsByteForByte) {
     big[150000] = 'r';
     WriteFileBytes(dir + "/b", big);
     EXPECT_FALSE(FilesAreByteIdentical(dir + "/a", dir + "/b"));
-    WriteFileBytes(dir + "/b", big.substr(0, 65536 * 2));  // a prefix ending on a read boundary
+    WriteFileBytes(dir + "/b", big.substr(0, size_t{65536} * 2));  // a prefix ending on a read boundary
     EXPECT_FALSE(FilesAreByteIdentical(dir + "/a", dir + "/b"));
     EXPECT_FALSE(FilesAreByteIdentical(dir + "/a", dir + "/missing"));
     EXPECT_FALSE(FilesAreByteIdentical(dir, dir));
