@@ -93,6 +93,9 @@ TEST(ThemeWatch, AFileMovedInIsListedAndThePageToldOnce) {
     EndThemeRescans();
     EXPECT_LE(Clock::now() - stop, std::chrono::milliseconds(250));
     EXPECT_FALSE(Listed("Late"));
+    // A round for the rest of that burst may still start; it must be over before the process ends.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EndThemeRescans();
 
     std::lock_guard<std::mutex> lock(g_ChildrenMutex);
     g_ActiveChildProcesses.clear();
