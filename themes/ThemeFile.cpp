@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "bridge/BindArgs.h"
@@ -294,6 +295,9 @@ bool ValidateQvnThemeData(const std::string& data, CustomThemeDef& out, std::str
 
 bool ParseAndValidateQvnTheme(const std::string& path, CustomThemeDef& out, std::string* error, int* skinPieces,
                               bool* skinHasFont, std::string* rawData) {
+    // Only a regular file (or a link to one) is opened: opening a FIFO dropped into the folder would block.
+    std::error_code ec;
+    if (!std::filesystem::is_regular_file(path, ec)) return Fail(error, "could not open file");
     std::ifstream file(path, std::ios::binary | std::ios::ate);
     if (!file.is_open()) return Fail(error, "could not open file");
     const std::streamoff size = file.tellg();

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <filesystem>

@@ -2,6 +2,7 @@
 // fallback, the scan, and the skin data that the pages receive.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -200,9 +201,10 @@ TEST_F(ThemeLibraryTest, ScanListsOnlyValidFilesAndLeavesTheRestInPlace) {
     WriteFileBytes(dir + "/x,y.qvntheme", ThemeText());  // key charset
     WriteFileBytes(dir + "/Notes.txt", ThemeText());     // extension
     fs::create_directories(dir + "/Folder.qvntheme");    // a folder is never a theme
+    mkfifo((dir + "/Pipe.qvntheme").c_str(), 0600);      // nor a pipe, which must not block the scan
     ScanCustomThemes();
     EXPECT_EQ(ListedKeys(), (std::vector<std::string>{"Alpha", "Zeta", "a"}));
-    EXPECT_EQ(ThemeFolderNames().size(), 8u);
+    EXPECT_EQ(ThemeFolderNames().size(), 9u);
     {
         std::lock_guard<std::recursive_mutex> lock(g_ThemesMutex);
         EXPECT_EQ(g_CustomThemes.at("Zeta").filePath, dir + "/Zeta.qvntheme");
