@@ -47,6 +47,8 @@ int RunMaster() {
             ShutDown();
             return 1;
         }
+        // Before anything slow: the window may already be on screen, and a SIGTERM must end it cleanly.
+        PlatformInstallQuitHandler([&w] { w.terminate(); });
         g_MasterWindow = w.window();
         g_MasterEvalFn.Set([&w](const std::string& script) { w.dispatch([&w, script] { w.eval(script); }); });
         w.set_title(kWindowTitle);
@@ -57,7 +59,6 @@ int RunMaster() {
         } else {
             PlatformBringToFront(w.window());
         }
-        PlatformInstallQuitHandler([&w] { w.terminate(); });
 
         w.run();
 
