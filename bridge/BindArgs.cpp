@@ -12,11 +12,17 @@ std::string ParseJSString(const std::string& raw) {
 }
 
 std::string JsonEscapeForBind(const std::string& text) {
-    static const char kHex[] = "0123456789abcdef";
+    static constexpr char kHex[] = "0123456789abcdef";
     std::string out;
     out.reserve(text.size() + 2);
     out += '"';
-    for (unsigned char c : text) {
+    for (size_t i = 0; i < text.size();) {
+        // Skin data reach the page through here: plain runs are copied whole.
+        const size_t run = JsonPlainRun(text.data() + i, text.size() - i);
+        out.append(text, i, run);
+        i += run;
+        if (i == text.size()) break;
+        const char c = text[i++];
         switch (c) {
             case '"': out += "\\\""; break;
             case '\\': out += "\\\\"; break;
@@ -26,13 +32,9 @@ std::string JsonEscapeForBind(const std::string& text) {
             case '\r': out += "\\r"; break;
             case '\t': out += "\\t"; break;
             default:
-                if (c < 0x20) {
-                    out += "\\u00";
-                    out += kHex[c >> 4];
-                    out += kHex[c & 15];
-                } else {
-                    out += static_cast<char>(c);
-                }
+                out += "\\u00";
+                out += kHex[(c >> 4) & 0xF];
+                out += kHex[c & 0xF];
         }
     }
     out += '"';
@@ -40,7 +42,6 @@ std::string JsonEscapeForBind(const std::string& text) {
 }
 
 std::string BindMessage(const std::string& message) { return message.empty() ? "" : JsonEscapeForBind(message); }
-
 namespace {
 
 void AppendUtf8(std::string& out, uint32_t cp) {

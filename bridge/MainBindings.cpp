@@ -15,7 +15,9 @@
 #include "engine/Playback.h"
 #include "macro/MacroImport.h"
 #include "persist/AppSettings.h"
+#include "platform/Dialogs.h"
 #include "platform/Window.h"
+#include "themes/Themes.h"
 
 namespace {
 
@@ -65,6 +67,16 @@ void BindMainWindow(WebView& w) {
         {"updateEventTime", BindUpdateEventTime},
         {"setTheme", BindSetTheme},
         {"getSharedTheme", none(BindGetSharedTheme)},
+        {"getCustomThemes", BindGetCustomThemes},
+        {"getSkinPiece", BindGetSkinPiece},
+        {"getSkinFont", BindGetSkinFont},
+        {"importTheme",
+         [](const std::string&) {
+             const std::string path = PlatformChooseFileToOpen("qvntheme");
+             return path.empty() ? std::string() : BindMessage(ImportThemeFromPath(path));
+         }},
+        {"deleteTheme", BindDeleteTheme},
+        {"getPendingThemeAlert", BindGetPendingThemeAlert},
         {"exportProfile", BindExportProfile},
         {"importProfile", BindImportProfile},
         {"confirmMacroImport", BindConfirmMacroImport},

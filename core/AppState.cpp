@@ -95,7 +95,7 @@ std::map<std::string, int> g_ActiveChildProcesses;
 std::mutex g_ChildrenMutex;
 std::mutex g_UpdateUiMutex;
 std::mutex g_PendingMacroImportMutex;
-std::mutex g_ThemesMutex;
+std::recursive_mutex g_ThemesMutex;
 std::mutex g_TimelineMutex, g_TimelineStateMutex, g_TimelineAckMutex;
 std::condition_variable g_TimelineAckCv;
 std::mutex g_LayoutMutex;

@@ -176,7 +176,7 @@ extern std::map<std::string, int> g_ActiveChildProcesses;
 extern std::mutex g_ChildrenMutex;
 extern std::mutex g_UpdateUiMutex;
 extern std::mutex g_PendingMacroImportMutex;
-extern std::mutex g_ThemesMutex;
+extern std::recursive_mutex g_ThemesMutex;  // recursive: Bind functions hold it across FillSkinCache
 extern std::mutex g_TimelineMutex, g_TimelineStateMutex, g_TimelineAckMutex;
 extern std::condition_variable g_TimelineAckCv;
 extern std::mutex g_LayoutMutex;

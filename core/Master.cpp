@@ -12,6 +12,8 @@
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
 #include "platform/Window.h"
+#include "themes/ThemeWatch.h"
+#include "themes/Themes.h"
 
 namespace {
 
@@ -36,6 +38,8 @@ int RunMaster() {
     LoadAppSettings();
     PlatformApplyLaunchOnStartup(g_LaunchOnStartup);
     g_CurrentTheme = LoadThemeFromFile();
+    ScanCustomThemes();
+    PlatformWatchDirectory(GetThemesDirPath(), OnThemesFolderChanged);
 
     StartThreads();
     PlatformKeysWatchLayout();

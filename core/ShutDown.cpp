@@ -6,6 +6,7 @@
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
 #include "platform/Window.h"
+#include "themes/Themes.h"
 
 void CancelUpdates() {
     std::lock_guard<std::mutex> lock(g_UpdateUiMutex);
@@ -36,6 +37,7 @@ void ShutDown() {
     if (g_MasterWindow) SaveGeometry();
     SaveSessionState();
     g_AppRunning = false;
+    EndThemeRescans();
 
     // Release the mouse buttons and the Key Spammer's keys before the input services go away.
     triggerAutoClickStop = true;

@@ -9,9 +9,9 @@
 #include "persist/Settings.h"
 #include "platform/Dialogs.h"
 #include "platform/Platform.h"
+#include "themes/Themes.h"
 
 PendingMacroImport g_PendingMacroImport;
-std::string g_PendingThemeAlert;
 
 namespace {
 

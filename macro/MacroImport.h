@@ -45,7 +45,6 @@ std::string BindGetPendingMacroImport();
 
 // Shows a message in the main page, or keeps it for the page to collect when it isn't ready.
 void ReportMacroProblem(const std::string& message);
-extern std::string g_PendingThemeAlert;
 
 // The parser's checks on fixtures written to `path`; appends PASS/FAIL lines to report.
 bool MacroImportSelfTest(const std::string& path, std::string& report);

@@ -21,8 +21,8 @@ extern std::atomic<int> g_FakeCursorX, g_FakeCursorY;
 // What the fake platform reports as the double-click interval.
 extern double g_FakeDoubleClickSeconds;
 
-// Puts every shared global back to its starting value, empties the wake events and makes one empty
-// default profile the current one.
+// Puts every shared global back to its starting value, empties the wake events and the theme list, and
+// makes one empty default profile the current one.
 void ResetAppState();
 
 // What the fake file choosers return ("" is a cancel).

@@ -3,6 +3,7 @@
 #include "input/Injection.h"
 #include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"
+#include "themes/Themes.h"
 
 void ResetAppState() {
     {
@@ -46,4 +47,11 @@ void ResetAppState() {
     g_HeldButtons = 0;
     for (WakeEvent* ev : {&g_SignalWake, &g_AutoClickWake, &g_KeySpamWake, &g_PlaybackWake}) ev->signalled = false;
     ClearFakeInputCalls();
+    {
+        std::lock_guard<std::recursive_mutex> lock(g_ThemesMutex);
+        g_CustomThemes.clear();
+        g_SkinCache = SkinCache{};
+    }
+    g_PendingThemeAlert.clear();
+    g_CurrentTheme = "quorvane";
 }

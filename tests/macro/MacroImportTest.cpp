@@ -11,6 +11,7 @@
 #include "persist/Settings.h"
 #include "platform/Platform.h"
 #include "tests/fakes/Fakes.h"
+#include "themes/Themes.h"
 
 namespace {
 
