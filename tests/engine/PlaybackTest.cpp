@@ -147,7 +147,10 @@ TEST(PlaybackThreadTest, RunsLoopsAndEndsWithTheTools) {
     EXPECT_TRUE(waitFor([] { return !isPlaying; }));
 
     // An empty macro just clears the flag.
-    profiles[0].events.clear();
+    {
+        std::lock_guard<std::mutex> lock(profileMutex);  // the thread may still be copying the last loop's pass
+        profiles[0].events.clear();
+    }
     isKeySpamming = true;
     triggerPlayStart = true;
     WakeSignalProcessor();
