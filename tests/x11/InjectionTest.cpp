@@ -78,6 +78,19 @@ public:
     void Clear() {
         std::lock_guard<std::mutex> lock(mutex_);
         lines_.clear();
+        received_.clear();
+    }
+
+    // When the lines that start with `prefix` arrived, in seconds after `since`.
+    std::vector<double> ArrivalsAfter(const std::string& prefix, std::chrono::steady_clock::time_point since) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        std::vector<double> out;
+        for (size_t i = 0; i < lines_.size(); ++i) {
+            if (lines_[i].rfind(prefix, 0) == 0) {
+                out.push_back(std::chrono::duration<double>(received_[i] - since).count());
+            }
+        }
+        return out;
     }
 
     // Lines that start with `prefix`, in order.
@@ -100,6 +113,7 @@ private:
             if (!text.empty() && text.back() == '\n') text.pop_back();
             std::lock_guard<std::mutex> lock(mutex_);
             lines_.push_back(text);
+            received_.push_back(std::chrono::steady_clock::now());
         }
         if (f) std::fclose(f);
     }
@@ -108,6 +122,7 @@ private:
     std::thread reader_;
     std::mutex mutex_;
     std::vector<std::string> lines_;
+    std::vector<std::chrono::steady_clock::time_point> received_;
 };
 
 WindowOracle g_Window;
@@ -406,6 +421,17 @@ TEST_F(InjectionTest, AMacroReplaysIntoTheWindow) {
     EXPECT_EQ(g_Window.Lines("Button"), (std::vector<std::string>{"ButtonPress 1 200 150", "ButtonRelease 1 200 150"}));
     EXPECT_EQ(KeyNames(g_Window.Lines("Key")),
               (std::vector<std::string>{"Press a", "Release a", "Press b", "Release b"}));
+    // Each press and release reaches the window at its time: not before it, and not later than the
+    // window's own delivery can explain (a generous bound for a loaded machine).
+    std::vector<double> arrived = g_Window.ArrivalsAfter("Button", start);
+    const std::vector<double> keys = g_Window.ArrivalsAfter("Key", start);
+    arrived.insert(arrived.end(), keys.begin(), keys.end());
+    const double due[] = {0.12, 0.15, 0.20, 0.25, 0.30, 0.35};
+    ASSERT_EQ(arrived.size(), 6u);
+    for (size_t i = 0; i < 6; ++i) {
+        EXPECT_GE(arrived[i], due[i] - 0.002) << i;
+        EXPECT_LT(arrived[i], due[i] + 0.060) << i;
+    }
     EXPECT_TRUE(SettlesWithNothingHeld());
 }
 
