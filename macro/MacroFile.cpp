@@ -49,10 +49,10 @@ std::string ProfileSettingsFromMacroSettingsLine(const std::string& line) {
     }
     if (file.size() >= 33) {
         out[18] = file[31];
-        out[19] = file[32] == "1" ? "1" : "0";
+        out[19].assign(1, file[32] == "1" ? '1' : '0');
     } else {
         out[18] = out[17];
-        out[19] = "0";
+        out[19].assign(1, '0');
     }
 
     std::string joined;
