@@ -30,9 +30,10 @@ import -window root "$QVN_ARTIFACTS/chooser.png"
 xdotool key Return
 check "the chosen macro is imported" wait_for 15 phase 'imported %7B%22outcome%22%3A%22imported%22%7D'
 
-kill -TERM "$app"
+xdotool windowactivate --sync "$(main_windows | head -n1)" 2>/dev/null
+xdotool key ctrl+q
 wait_exit "$app" 15
-check "SIGTERM ends it cleanly (got $rc)" test "$rc" = 0
+check "Ctrl+Q quits cleanly (got $rc)" test "$rc" = 0
 check "the imported profile is in the session" grep -q '^PROFILE:Typed (Imported)$' "$data/session.dat"
 rm -rf "$app_dir"
 finish
