@@ -32,10 +32,21 @@ std::string Trigger(std::atomic<bool>& trigger) {
 void BindMainWindow(WebView& w) {
     using Fn = std::function<std::string(const std::string&)>;
     const auto none = [](std::string (*fn)()) { return Fn([fn](const std::string&) { return fn(); }); };
+    // In the order of the page contract; the names of parts not built yet join as those parts land.
     const std::vector<std::pair<const char*, Fn>> table = {
         {"resizeWindow", BindResizeWindow},
+        {"updateSpammer",
+         [](const std::string& arg) {
+             if (!ApplySpammerUpdate(ParseJSString(arg))) throw BindError("updateSpammer: needs nine whole numbers");
+             return std::string();
+         }},
         {"startSpammer", [](const std::string&) { return Trigger(triggerAutoClickStart); }},
         {"stopSpammer", [](const std::string&) { return Trigger(triggerAutoClickStop); }},
+        {"updateKeySpam",
+         [](const std::string& arg) {
+             if (!ApplyKeySpamUpdate(ParseJSString(arg))) throw BindError("updateKeySpam: needs six whole numbers");
+             return std::string();
+         }},
         {"startKeySpam", [](const std::string&) { return Trigger(triggerKeySpamStart); }},
         {"stopKeySpam", [](const std::string&) { return Trigger(triggerKeySpamStop); }},
         {"removeKeySpamTarget", BindRemoveKeySpamTarget},
@@ -88,23 +99,13 @@ void BindMainWindow(WebView& w) {
         {"setPanelOrder", BindSetPanelOrder},
         {"resetHotkeys", none(BindResetHotkeys)},
         {"openLink", BindOpenLink},
+        {"getTrackerStatus", none(BindGetTrackerStatus)},
         {"clearProfile", none(BindClearProfile)},
         {"addProfile", BindAddProfile},
         {"deleteProfile", none(BindDeleteProfile)},
         {"switchProfile", BindSwitchProfile},
         {"getProfiles", none(BindGetProfiles)},
         {"getSettings", none(BuildSettingsJson)},
-        {"getTrackerStatus", none(BindGetTrackerStatus)},
-        {"updateSpammer",
-         [](const std::string& arg) {
-             if (!ApplySpammerUpdate(ParseJSString(arg))) throw BindError("updateSpammer: needs nine whole numbers");
-             return std::string();
-         }},
-        {"updateKeySpam",
-         [](const std::string& arg) {
-             if (!ApplyKeySpamUpdate(ParseJSString(arg))) throw BindError("updateKeySpam: needs six whole numbers");
-             return std::string();
-         }},
         {"reassignKey", BindReassignKey},
         {"qvnMacAlert",
          [](const std::string& arg) {
