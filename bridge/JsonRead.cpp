@@ -266,3 +266,14 @@ std::string JsonObjectView::Field(std::string_view key) const {
 }
 
 std::string JsonParseField(const std::string& json, const std::string& key) { return JsonReadObject(json).Field(key); }
+
+bool JsonFirstStringArg(const std::string& args, std::string& out) {
+    Reader r(args);
+    r.SkipSpace();
+    if (!r.Eat('[')) return false;
+    r.SkipSpace();
+    std::string text;
+    if (!r.Peek('"') || !r.String(&text)) return false;
+    out = std::move(text);
+    return true;
+}

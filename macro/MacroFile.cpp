@@ -7,6 +7,7 @@
 #include "persist/EventLine.h"
 #include "persist/Numbers.h"
 #include "persist/Settings.h"
+#include "platform/Platform.h"
 
 namespace {
 
@@ -97,15 +98,8 @@ std::string ParseMacroText(const std::string& text, MacroProfile& out) {
 }
 
 std::string ParseMacroFile(const std::string& path, MacroProfile& out) {
-    std::FILE* f = std::fopen(path.c_str(), "rb");
-    if (!f) return "Couldn't open that macro file.";
     std::string text;
-    char buf[65536];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) text.append(buf, n);
-    const bool failed = std::ferror(f) != 0;
-    std::fclose(f);
-    if (failed) return "Couldn't open that macro file.";
+    if (!ReadWholeFile(path, text)) return "Couldn't open that macro file.";
     return ParseMacroText(text, out);
 }
 
@@ -120,9 +114,5 @@ std::string MacroFileText(const MacroProfile& profile) {
 }
 
 void WriteMacroFile(const std::string& path, const MacroProfile& profile) {
-    const std::string text = MacroFileText(profile);
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f) return;
-    std::fwrite(text.data(), 1, text.size(), f);
-    std::fclose(f);
+    WriteWholeFile(path, MacroFileText(profile));
 }

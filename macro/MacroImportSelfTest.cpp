@@ -9,11 +9,7 @@
 namespace {
 
 bool ParseFixture(const std::string& path, const std::string& text, MacroProfile& out) {
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (f) {
-        std::fwrite(text.data(), 1, text.size(), f);
-        std::fclose(f);
-    }
+    WriteWholeFile(path, text);
     const bool ok = ParseMacroFile(path, out).empty();
     PlatformDeleteFile(path);
     return ok;

@@ -18,13 +18,6 @@ namespace {
 
 constexpr const char* kPanelIds[] = {"panel-ui", "panel-profile", "panel-spammer", "panel-keyspam", "panel-tracker"};
 
-void WriteWhole(const std::string& path, const std::string& text) {
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f) return;
-    std::fwrite(text.data(), 1, text.size(), f);
-    std::fclose(f);
-}
-
 std::string FirstLineOr(const std::string& path, const char* fallback) {
     const std::string text = ReadFile(path);
     const std::string line = text.substr(0, text.find('\n'));
@@ -188,7 +181,7 @@ std::string BuildAppSettingsText() {
     return out;
 }
 
-void SaveAppSettings() { WriteWhole(GetAppSettingsFilePath(), BuildAppSettingsText()); }
+void SaveAppSettings() { WriteWholeFile(GetAppSettingsFilePath(), BuildAppSettingsText()); }
 
 std::string BindGetAppSettings() {
     g_MainPageReady = true;
@@ -265,9 +258,9 @@ std::string BindSetPanelOrder(const std::string& arg) {
     return "";
 }
 
-void SaveTrackerStatusToFile(const std::string& text) { WriteWhole(GetTrackerStatusFilePath(), text); }
+void SaveTrackerStatusToFile(const std::string& text) { WriteWholeFile(GetTrackerStatusFilePath(), text); }
 std::string LoadTrackerStatusFromFile() { return FirstLineOr(GetTrackerStatusFilePath(), kIdleTrackerStatus); }
-void SaveThemeToFile(const std::string& key) { WriteWhole(GetThemeFilePath(), key); }
+void SaveThemeToFile(const std::string& key) { WriteWholeFile(GetThemeFilePath(), key); }
 std::string LoadThemeFromFile() { return FirstLineOr(GetThemeFilePath(), "quorvane"); }
-void SaveMacroEventsToFile(const std::string& text) { WriteWhole(GetMacroEventsFilePath(), text); }
+void SaveMacroEventsToFile(const std::string& text) { WriteWholeFile(GetMacroEventsFilePath(), text); }
 std::string LoadMacroEventsFromFile() { return FirstLineOr(GetMacroEventsFilePath(), "[]"); }

@@ -60,10 +60,7 @@ std::string BuildSessionText() {
 void SaveSessionState() {
     const std::string text = BuildSessionText();
     if (text.empty()) return;  // the recorder, the player or the tap holds the profiles: next time
-    std::FILE* f = std::fopen(GetSessionStateFilePath().c_str(), "wb");
-    if (!f) return;
-    std::fwrite(text.data(), 1, text.size(), f);
-    std::fclose(f);
+    WriteWholeFile(GetSessionStateFilePath(), text);
 }
 
 bool LoadSessionState() {

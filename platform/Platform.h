@@ -22,6 +22,12 @@ const char* PlatformPathSeparator();
 // The whole file, bytes as they are; empty when it can't be opened.
 std::string ReadFile(const std::string& path);
 
+// The same, telling a file that can't be read (false) from an empty one.
+bool ReadWholeFile(const std::string& path, std::string& out);
+
+// Writes the text straight to the final name, truncating it; a file that can't be opened is skipped.
+void WriteWholeFile(const std::string& path, const std::string& text);
+
 // Fixed files of the data folder.
 std::string GetAppSettingsFilePath();
 std::string GetTrackerStatusFilePath();

@@ -200,32 +200,12 @@ TEST_F(BindingsTest, StatusDocumentAndThePoll) {
 }
 
 TEST(JsonArgTest, FirstStringDecoded) {
-    const struct {
-        const char* args;
-        bool ok;
-        const char* text;
-    } cases[] = {
-        {"[\"plain\"]", true, "plain"},
-        {" [ \"a\\\"b\\\\c\\n\" , 3]", true, "a\"b\\c\n"},
-        {"[\"\\u00e9\\u20ac\"]", true, "\xc3\xa9\xe2\x82\xac"},
-        {"[\"\\ud83d\\ude00\"]", true, "\xf0\x9f\x98\x80"},
-        {"[\"\\ud83d\"]", true, "\xef\xbf\xbd"},
-        {"[12]", false, ""},
-        {"[\"open", false, ""},
-        {"[\"bad \\x escape\"]", false, ""},
-        {"[\"\\u12\"]", false, ""},
-        {"", false, ""},
-    };
-    for (const auto& c : cases) {
-        std::string out;
-        EXPECT_EQ(JsonFirstStringArg(c.args, out), c.ok) << c.args;
-        if (c.ok) {
-            EXPECT_EQ(out, c.text) << c.args;
-        }
-    }
-    EXPECT_EQ(JsonEscapeForBind("a\"b\\c\n\x01\xc3\xa9"), "\"a\\\"b\\\\c\\n\\u0001\xc3\xa9\"");
-    EXPECT_EQ(BindMessage(""), "");
-    EXPECT_EQ(BindMessage("x"), "\"x\"");
+    // The alert's text: the first argument decoded in full, or nothing when it isn't a string.
+    std::string out;
+    ASSERT_TRUE(JsonFirstStringArg(" [ \"a\\\"b\\n\\u00e9\" , 3]", out));
+    EXPECT_EQ(out, "a\"b\n\xc3\xa9");
+    EXPECT_FALSE(JsonFirstStringArg("[12]", out));
+    EXPECT_FALSE(JsonFirstStringArg("[\"open", out));
 }
 
 }  // namespace
