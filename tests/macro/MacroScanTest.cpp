@@ -193,17 +193,4 @@ TEST(MacroScanTest, SequenceAndRepeatMatchers) {
     EXPECT_FALSE(MatchSequence({}, {is('A')}, false, 0).matched);
 }
 
-TEST(MacroScanTest, TypingAndWinTapKeys) {
-    const UnifiedEvent e{EventKey, 0, 0, 0, 0, 'A', true, 0};
-    EXPECT_TRUE(TypingOnce(e, HeldMods{false, false, true, false}));  // Shift for capitals is fine
-    EXPECT_FALSE(TypingOnce(e, HeldMods{true, false, false, false}));
-    EXPECT_FALSE(TypingOnce(e, HeldMods{false, true, false, false}));
-    for (int vk : {32, 48, 57, 96, 105, 186, 192, 219, 223})
-        EXPECT_TRUE(TypingOnce(UnifiedEvent{EventKey, 0, 0, 0, 0, vk, true, 0}, {})) << vk;
-    for (int vk : {31, 47, 58, 91, 106, 185, 193, 218, 224})
-        EXPECT_FALSE(TypingOnce(UnifiedEvent{EventKey, 0, 0, 0, 0, vk, true, 0}, {})) << vk;
-    EXPECT_TRUE(WinTap(UnifiedEvent{EventKey, 0, 0, 0, 0, 92, true, 0}, HeldMods{false, false, false, true}));
-    EXPECT_FALSE(WinTap(UnifiedEvent{EventKey, 0, 0, 0, 0, 91, true, 0}, HeldMods{false, false, true, false}));
-}
-
 }  // namespace
