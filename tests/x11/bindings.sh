@@ -4,12 +4,8 @@
 source "$(dirname "$0")/lib.sh"
 data="$XDG_DATA_HOME/Quorvane"
 
-app_dir=$(mktemp -d)
-mkdir -p "$app_dir/resources/ui"
-cp "$QVN_BIN" "$app_dir/quorvane"
-cp "$(dirname "$0")/pages/bindings.html" "$app_dir/resources/ui/index.html"
 
-"$app_dir/quorvane" & app=$!
+start_with_page bindings
 reported() { grep -q '^report:' "$data/theme.txt" 2>/dev/null; }
 check "the page reports back" wait_for 30 reported
 report=$(python3 -c 'import sys, urllib.parse; print(urllib.parse.unquote(open(sys.argv[1]).read()[7:]))' "$data/theme.txt")
@@ -33,5 +29,4 @@ kill -TERM "$app"
 wait_exit "$app" 15
 check "SIGTERM ends it cleanly (got $rc)" test "$rc" = 0
 check "the new profile is in the saved session" grep -q '^PROFILE:Bound one$' "$data/session.dat"
-rm -rf "$app_dir"
 finish

@@ -3,13 +3,8 @@
 source "$(dirname "$0")/lib.sh"
 data="$XDG_DATA_HOME/Quorvane"
 
-app_dir=$(mktemp -d)
-mkdir -p "$app_dir/resources/ui"
-cp "$QVN_BIN" "$app_dir/quorvane"
-cp "$(dirname "$0")/pages/dialogs.html" "$app_dir/resources/ui/index.html"
+start_with_page dialogs
 printf 'Typed\n3,0.5,0,0,0,65,1,0\n3,0.6,0,0,0,65,0,0\n' > "$app_dir/typed.qvnmacro"
-
-"$app_dir/quorvane" & app=$!
 phase() { grep -q "^phase:$1" "$data/theme.txt" 2>/dev/null; }
 windows() { xdotool search --onlyvisible --pid "$app" 2>/dev/null | wc -l; }
 
@@ -35,5 +30,4 @@ xdotool key ctrl+q
 wait_exit "$app" 15
 check "Ctrl+Q quits cleanly (got $rc)" test "$rc" = 0
 check "the imported profile is in the session" grep -q '^PROFILE:Typed (Imported)$' "$data/session.dat"
-rm -rf "$app_dir"
 finish

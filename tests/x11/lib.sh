@@ -50,7 +50,18 @@ wait_exit() {
   wait "$pid" || rc=$?
 }
 
+# Starts a copy of the app whose main page is tests/x11/pages/$1.html; sets $app (pid) and $app_dir.
+# The copy's folder is removed by finish.
+start_with_page() {
+  app_dir=$(mktemp -d)
+  mkdir -p "$app_dir/resources/ui"
+  cp "$QVN_BIN" "$app_dir/quorvane"
+  cp "$(dirname "${BASH_SOURCE[0]}")/pages/$1.html" "$app_dir/resources/ui/index.html"
+  "$app_dir/quorvane" & app=$!
+}
+
 finish() {
+  [ -n "${app_dir:-}" ] && rm -rf "$app_dir"
   echo "$passes passed, $failures failed"
   [ "$failures" -eq 0 ]
 }

@@ -3,12 +3,8 @@
 source "$(dirname "$0")/lib.sh"
 data="$XDG_DATA_HOME/Quorvane"
 
-app_dir=$(mktemp -d)
-mkdir -p "$app_dir/resources/ui"
-cp "$QVN_BIN" "$app_dir/quorvane"
-cp "$(dirname "$0")/pages/session-lock.html" "$app_dir/resources/ui/index.html"
 
-"$app_dir/quorvane" & app=$!
+start_with_page session-lock
 phase() { [ "$(cat "$data/theme.txt" 2>/dev/null)" = "phase:$1" ]; }
 check "the Spammer runs in hold mode" wait_for 30 phase running
 sleep 0.5
@@ -19,5 +15,4 @@ check "the lock signal stops it" wait_for 10 phase stopped
 kill -TERM "$app"
 wait_exit "$app" 15
 check "SIGTERM ends it cleanly (got $rc)" test "$rc" = 0
-rm -rf "$app_dir"
 finish
