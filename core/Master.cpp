@@ -21,8 +21,6 @@ constexpr const char* kWindowTitle = "Quorvane (Pro Version 1.0.1)";
 
 }  // namespace
 
-bool InputReady() { return PlatformStartInputTap(); }
-
 void LoadMainUi(WebView& w) {
     g_MainPageReady = false;
     w.set_html(MainUiDocument(PlatformResourceDir()));
