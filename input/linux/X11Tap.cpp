@@ -26,6 +26,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -152,7 +153,20 @@ struct TapState {
     std::array<Judged, kRecentPresses> judged{};
     size_t judgedNext = 0;
 
-    bool motionPending = false;
+    // Where the pointer is, followed from the raw values of each move between reads of the real point: a
+    // run of moves that arrives at once still gives each move its own point.
+    // How a device's raw values move the pointer: declared by the device, or learned from a move whose real
+    // point was read (XTest sends absolute points through devices that call themselves relative).
+    enum class Moves { Unknown, Relative, Absolute };
+    struct Axes {
+        int device;
+        Moves moves;
+        double min[2], max[2];
+    };
+    std::vector<Axes> axes;
+    bool pointKnown = false;
+    double point[2] = {0, 0};
+    bool motionPending = false;  // the real point is to be read at the end of this run
 
     // Auto-repeat of the last pressed key, made while a recording takes keys.
     int repeatKeycode = -1;
@@ -182,8 +196,19 @@ void FindDevices() {
     const Atom xtestProp = XInternAtom(g.grab, "XTEST Device", True);
     int n = 0;
     XIDeviceInfo* info = XIQueryDevice(g.grab, XIAllDevices, &n);
+    g.axes.clear();
     for (int i = 0; info && i < n; ++i) {
         if (info[i].deviceid == g.pointerId) g.keyboardId = info[i].attachment;
+        TapState::Axes a{info[i].deviceid, TapState::Moves::Unknown, {0, 0}, {0, 0}};
+        for (int c = 0; c < info[i].num_classes; ++c) {
+            if (info[i].classes[c]->type != XIValuatorClass) continue;
+            const auto* v = reinterpret_cast<const XIValuatorClassInfo*>(info[i].classes[c]);
+            if (v->number > 1) continue;
+            if (v->mode == XIModeAbsolute) a.moves = TapState::Moves::Absolute;
+            a.min[v->number] = v->min;
+            a.max[v->number] = v->max;
+        }
+        g.axes.push_back(a);
         if (xtestProp == None || (info[i].use != XISlavePointer && info[i].use != XISlaveKeyboard)) continue;
         Atom type = None;
         int format = 0;
@@ -338,13 +363,81 @@ bool PointerAt(double& x, double& y) {
     return ok;
 }
 
+// Reads the real point at the end of a run of moves; a point the raw values missed (an edge, a device
+// we can't follow) is recorded then.
 void FlushMotion() {
     if (!g.motionPending) return;
     g.motionPending = false;
     TapEvent e;
     e.kind = TapMove;
     e.hasPoint = PointerAt(e.x, e.y);
+    g.pointKnown = e.hasPoint;
+    g.point[0] = e.x;
+    g.point[1] = e.y;
     Finish(HandleTapEvent(e));
+}
+
+// The point after a raw move, from its values: absolute ones scale onto the screen, relative ones add up.
+// False when the device's way of moving isn't known yet.
+bool FollowMove(const XIRawEvent* r, TapState::Axes* device, const double (&from)[2], double (&to)[2]) {
+    const double size[2] = {double(DisplayWidth(g.grab, DefaultScreen(g.grab))),
+                            double(DisplayHeight(g.grab, DefaultScreen(g.grab)))};
+    const double* v = r->valuators.values;
+    to[0] = from[0];
+    to[1] = from[1];
+    for (int axis = 0; axis < 2; ++axis) {
+        if (!XIMaskIsSet(r->valuators.mask, axis)) continue;
+        const double value = *v++;
+        if (!device || device->moves == TapState::Moves::Unknown) return false;
+        if (device->moves == TapState::Moves::Relative) {
+            to[axis] += value;
+        } else if (device->max[axis] > device->min[axis]) {
+            to[axis] = (value - device->min[axis]) * size[axis] / (device->max[axis] - device->min[axis] + 1);
+        } else {
+            to[axis] = value;
+        }
+        to[axis] = std::clamp(to[axis], 0.0, size[axis] - 1);
+    }
+    return true;
+}
+
+void RecordMove(const XIRawEvent* r) {
+    const auto it = std::find_if(g.axes.begin(), g.axes.end(), [&](const auto& a) { return a.device == r->sourceid; });
+    TapState::Axes* device = it == g.axes.end() ? nullptr : &*it;
+    double predicted[2];
+    const bool followed = g.pointKnown && FollowMove(r, device, g.point, predicted);
+    if (!followed || XQLength(g.raw) == 0) {
+        // Nothing waits behind this move: its real point can be read.
+        const double before[2] = {g.point[0], g.point[1]};
+        const bool knewBefore = g.pointKnown;
+        g.motionPending = true;
+        FlushMotion();
+        if (device && device->moves == TapState::Moves::Unknown && knewBefore && g.pointKnown) {
+            double asRelative[2], asAbsolute[2];
+            device->moves = TapState::Moves::Relative;
+            FollowMove(r, device, before, asRelative);
+            device->moves = TapState::Moves::Absolute;
+            FollowMove(r, device, before, asAbsolute);
+            const auto near = [](const double(&a)[2], const double(&b)[2]) {
+                return std::abs(a[0] - b[0]) < 1 && std::abs(a[1] - b[1]) < 1;
+            };
+            const bool relative = near(asRelative, g.point), absolute = near(asAbsolute, g.point);
+            device->moves = relative == absolute ? TapState::Moves::Unknown
+                            : relative           ? TapState::Moves::Relative
+                                                 : TapState::Moves::Absolute;
+        }
+        return;
+    }
+    // A run of moves is waiting: each gets the point its values lead to, and the run ends with a real read.
+    g.point[0] = predicted[0];
+    g.point[1] = predicted[1];
+    TapEvent e;
+    e.kind = TapMove;
+    e.hasPoint = true;
+    e.x = predicted[0];
+    e.y = predicted[1];
+    Finish(HandleTapEvent(e));
+    g.motionPending = true;
 }
 
 Judged* FindJudged(bool key, int detail, Time time, bool fromGrab) {
@@ -450,12 +543,12 @@ void OnRawEvent(const XIRawEvent* r) {
         if (XIMaskIsSet(r->valuators.mask, 1)) y = static_cast<int>(*v++);
         TakeTrackerReset();
         if (IsOwn(r->sourceid, MarkMotion, 0, x, y)) return;
-        if (isRecording && bRecordMouseMovement) {
-            g.motionPending = true;  // read the point once for a run of moves
-        } else {
-            TapEvent e;  // no point read: outside a recording a move costs nothing more
-            HandleTapEvent(e);
+        if (!isRecording || !bRecordMouseMovement) {
+            g.pointKnown = false;  // outside a recording a move costs nothing more
+            HandleTapEvent(TapEvent{});
+            return;
         }
+        RecordMove(r);
         return;
     }
     FlushMotion();
