@@ -46,6 +46,7 @@ namespace {
 constexpr int kSettingsCheckMs = 20;          // how soon a changed hotkey or capture moves the grabs
 constexpr int64_t kWatchdogNs = 100'000'000;  // a device frozen this long is replayed
 constexpr int kRecentPresses = 16;
+constexpr int64_t kPointerRestNs = 50'000'000;  // moves this far apart count as a rest
 
 int64_t NowNs() {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
@@ -166,7 +167,7 @@ struct TapState {
     std::vector<Axes> axes;
     bool pointKnown = false;
     double point[2] = {0, 0};
-    bool motionPending = false;  // the real point is to be read at the end of this run
+    int64_t readPointAtNs = 0;  // when the pointer has rested after moves that were followed: read the real point
 
     // Auto-repeat of the last pressed key, made while a recording takes keys.
     int repeatKeycode = -1;
@@ -363,11 +364,10 @@ bool PointerAt(double& x, double& y) {
     return ok;
 }
 
-// Reads the real point at the end of a run of moves; a point the raw values missed (an edge, a device
-// we can't follow) is recorded then.
-void FlushMotion() {
-    if (!g.motionPending) return;
-    g.motionPending = false;
+// Reads where the pointer really is. Recorded when it differs from the followed point (an edge of the screen,
+// acceleration the raw values didn't show), which is why it waits until the pointer rests: a read while moves
+// are still on their way would see a later point than the move at hand.
+void ReadRealPoint() {
     TapEvent e;
     e.kind = TapMove;
     e.hasPoint = PointerAt(e.x, e.y);
@@ -406,12 +406,11 @@ void RecordMove(const XIRawEvent* r) {
     TapState::Axes* device = it == g.axes.end() ? nullptr : &*it;
     double predicted[2];
     const bool followed = g.pointKnown && FollowMove(r, device, g.point, predicted);
-    if (!followed || XQLength(g.raw) == 0) {
-        // Nothing waits behind this move: its real point can be read.
+    if (!followed) {
+        // A device not known yet: its real point is read, and the move teaches how its values move it.
         const double before[2] = {g.point[0], g.point[1]};
         const bool knewBefore = g.pointKnown;
-        g.motionPending = true;
-        FlushMotion();
+        ReadRealPoint();
         if (device && device->moves == TapState::Moves::Unknown && knewBefore && g.pointKnown) {
             double asRelative[2], asAbsolute[2];
             device->moves = TapState::Moves::Relative;
@@ -428,7 +427,6 @@ void RecordMove(const XIRawEvent* r) {
         }
         return;
     }
-    // A run of moves is waiting: each gets the point its values lead to, and the run ends with a real read.
     g.point[0] = predicted[0];
     g.point[1] = predicted[1];
     TapEvent e;
@@ -437,7 +435,7 @@ void RecordMove(const XIRawEvent* r) {
     e.x = predicted[0];
     e.y = predicted[1];
     Finish(HandleTapEvent(e));
-    g.motionPending = true;
+    g.readPointAtNs = NowNs() + kPointerRestNs;
 }
 
 Judged* FindJudged(bool key, int detail, Time time, bool fromGrab) {
@@ -551,7 +549,6 @@ void OnRawEvent(const XIRawEvent* r) {
         RecordMove(r);
         return;
     }
-    FlushMotion();
     const bool key = r->evtype == XI_RawKeyPress || r->evtype == XI_RawKeyRelease;
     const bool down = r->evtype == XI_RawKeyPress || r->evtype == XI_RawButtonPress;
     if (down && FindJudged(key, r->detail, r->time, true)) {
@@ -599,7 +596,6 @@ void OnGrabEvent(const XIDeviceEvent* d) {
         Answer(key, j->swallow, j->keepsRelease, d->detail, d->time);
         return;
     }
-    FlushMotion();
     TakeTrackerReset();
     const MarkKind kind = key ? MarkKeyPress : MarkButtonPress;
     if (IsOwn(d->sourceid, kind, d->detail, 0, 0)) {
@@ -634,6 +630,7 @@ void DrainOne(Display* d) {
 
 int PollTimeoutMs() {
     int ms = kSettingsCheckMs;
+    if (g.readPointAtNs) ms = static_cast<int>(std::clamp<int64_t>((g.readPointAtNs - NowNs()) / 1'000'000 + 1, 0, ms));
     if (g.repeatKeycode >= 0) {
         const int64_t due = (g.nextRepeatNs - NowNs()) / 1'000'000;
         ms = static_cast<int>(std::clamp<int64_t>(due, 0, ms));
@@ -653,8 +650,11 @@ void TapThreadMain() {
             while (XPending(g.grab)) DrainOne(g.grab);  // frozen presses first
             if (XPending(g.raw)) DrainOne(g.raw);
         }
-        FlushMotion();
         RepeatIfDue();
+        if (g.readPointAtNs && NowNs() >= g.readPointAtNs) {
+            g.readPointAtNs = 0;
+            if (isRecording && bRecordMouseMovement) ReadRealPoint();
+        }
         if (poll(fds, 3, PollTimeoutMs()) < 0 && errno != EINTR) break;
         if (fds[2].revents) break;
     }
