@@ -9,6 +9,7 @@
 #include <poll.h>
 
 #include <cstring>
+#include <string>
 
 #include "input/OwnEventMarks.h"
 
@@ -167,5 +168,28 @@ void ShowOwnWindow(int x, int y, int width, int height) {
                                    static_cast<unsigned>(height), 0, CopyFromParent, InputOutput, CopyFromParent,
                                    CWOverrideRedirect | CWBackPixel, &a);
     XMapRaised(g_Display, w);
+    XSync(g_Display, False);
+}
+
+void PublishDoubleClickTime(int ms) {
+    static Window manager = 0;
+    const Atom selection = XInternAtom(g_Display, "_XSETTINGS_S0", False);
+    if (ms <= 0) {
+        if (manager) XDestroyWindow(g_Display, manager);
+        manager = 0;
+        XSync(g_Display, False);
+        return;
+    }
+    if (!manager) manager = XCreateSimpleWindow(g_Display, DefaultRootWindow(g_Display), 0, 0, 1, 1, 0, 0, 0);
+    // Little-endian: order, serial, one setting; an integer record with its padded name and serial.
+    const std::string name = "Net/DoubleClickTime";
+    std::string blob = std::string("\0\0\0\0", 4) + std::string("\1\0\0\0", 4) + std::string("\1\0\0\0", 4);
+    blob += std::string("\0\0", 2) + static_cast<char>(name.size()) + '\0' + name + std::string(1, '\0');
+    blob += std::string("\0\0\0\0", 4);
+    for (int i = 0; i < 4; ++i) blob += static_cast<char>((ms >> (8 * i)) & 0xff);
+    const Atom settings = XInternAtom(g_Display, "_XSETTINGS_SETTINGS", False);
+    XChangeProperty(g_Display, manager, settings, settings, 8, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(blob.data()), static_cast<int>(blob.size()));
+    XSetSelectionOwner(g_Display, selection, manager, CurrentTime);
     XSync(g_Display, False);
 }

@@ -44,3 +44,6 @@ void UserMoveTo(int x, int y);
 
 // A small window of this process at a point, above the test window: "one of the program's own".
 void ShowOwnWindow(int x, int y, int width, int height);
+
+// A settings manager of the desktop that publishes only its double-click time, or none (ms <= 0).
+void PublishDoubleClickTime(int ms);

@@ -293,4 +293,12 @@ TEST_F(TapTest, PickingKeepsThePointAndTheReleaseReachesTheWindow) {
     EXPECT_TRUE(NothingHeld());
 }
 
+TEST_F(TapTest, TheDoubleClickTimeComesFromTheDesktopsSettingsManager) {
+    EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.4);  // no manager: the usual default
+    PublishDoubleClickTime(250);
+    EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.25);
+    PublishDoubleClickTime(0);
+    EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.4);
+}
+
 }  // namespace
