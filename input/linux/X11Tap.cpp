@@ -11,13 +11,14 @@
 // whichever comes first is judged, the other takes the same verdict.
 //
 // Raw events carry no position and no auto-repeat. The pointer is asked where it is only when a press or a
-// recorded move needs the point. Auto-repeat of a plain key during a recording is made here on the server's
-// own schedule (the keyboard's repeat delay and rate, its per-key repeat bits, the last pressed key repeats).
+// recorded move needs the point. The repeats the server makes of a held key are seen through the RECORD
+// extension on a third connection: a core key press with a later time than the raw press of a key still down.
 #include <X11/XKBlib.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput2.h>
 #include <X11/extensions/XRes.h>
+#include <X11/extensions/record.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -169,10 +170,14 @@ struct TapState {
     double point[2] = {0, 0};
     int64_t readPointAtNs = 0;  // when the pointer has rested after moves that were followed: read the real point
 
-    // Auto-repeat of the last pressed key, made while a recording takes keys.
-    int repeatKeycode = -1;
-    int64_t nextRepeatNs = 0;
-    int repeatIntervalMs = 0;
+    // The server's own key presses, repeats among them, through RECORD.
+    Display* record = nullptr;
+    XRecordContext recordContext = 0;
+    struct Down {
+        Time time = 0;  // the raw press of a key that is down; 0 when it is up
+        bool own = false;
+    };
+    std::array<Down, 256> keysDown{};
 };
 
 TapState g;
@@ -451,52 +456,32 @@ void RememberJudged(const Judged& j) {
     g.judgedNext = (g.judgedNext + 1) % g.judged.size();
 }
 
-bool TakesRepeat(int keycode, int& delayMs, int& intervalMs) {
-    XkbDescPtr desc = XkbAllocKeyboard();
-    if (!desc) return false;
-    bool repeats = false;
-    if (XkbGetControls(g.grab, XkbRepeatKeysMask | XkbPerKeyRepeatMask | XkbControlsEnabledMask, desc) == Success &&
-        desc->ctrls) {
-        const auto* c = desc->ctrls;
-        repeats = (c->enabled_ctrls & XkbRepeatKeysMask) && (c->per_key_repeat[keycode / 8] & (1 << (keycode % 8)));
-        delayMs = c->repeat_delay;
-        intervalMs = c->repeat_interval;
-    }
-    XkbFreeKeyboard(desc, 0, True);
-    return repeats && intervalMs > 0;
+// A key went down or up as the raw events tell.
+void FollowKey(int keycode, bool down, Time time, bool own) {
+    TapState::Down& k = g.keysDown[static_cast<unsigned>(keycode) % 256];
+    k.time = down ? time : 0;
+    k.own = own;
 }
 
-// The server repeats the last pressed key that repeats, until that key goes up; a key that doesn't repeat
-// (a modifier) leaves the repeat where it is. The program's own presses take the repeat away from the user.
-void FollowRepeat(int keycode, bool down, bool own) {
-    if (!down) {
-        if (keycode == g.repeatKeycode) g.repeatKeycode = -1;
-        return;
+// Every key press the server makes goes through here. The first press of a key has the time of its raw
+// press; a later time while the key is still down is a repeat, of the user's key or of one of ours.
+void OnRecordedData(XPointer, XRecordInterceptData* data) {
+    if (data->category == XRecordFromServer && data->data_len * 4 >= 8 && (data->data[0] & 0x7f) == KeyPress) {
+        // The event's own time (the header's is when it was recorded), in our byte order.
+        uint32_t time = 0;
+        std::memcpy(&time, data->data + 4, sizeof time);
+        const int keycode = data->data[1];
+        const TapState::Down& k = g.keysDown[static_cast<unsigned>(keycode)];
+        if (k.time != 0 && time != k.time && !k.own) {
+            TapEvent e;
+            e.kind = TapKey;
+            e.vk = PlatformKeyCodeToVk(keycode);
+            e.down = true;
+            TakeTrackerReset();
+            Finish(HandleTapEvent(e));
+        }
     }
-    if (own) {
-        g.repeatKeycode = -1;
-        return;
-    }
-    int delayMs = 0, intervalMs = 0;
-    if (!isRecording || !bRecordKeyboard || !TakesRepeat(keycode, delayMs, intervalMs)) return;
-    g.repeatKeycode = keycode;
-    g.nextRepeatNs = NowNs() + int64_t{delayMs} * 1'000'000;
-    g.repeatIntervalMs = intervalMs;
-}
-
-void RepeatIfDue() {
-    if (g.repeatKeycode < 0 || NowNs() < g.nextRepeatNs) return;
-    g.nextRepeatNs += int64_t{g.repeatIntervalMs} * 1'000'000;
-    if (!isRecording || !bRecordKeyboard) {
-        g.repeatKeycode = -1;
-        return;
-    }
-    TapEvent e;
-    e.kind = TapKey;
-    e.vk = PlatformKeyCodeToVk(g.repeatKeycode);
-    e.down = true;
-    TakeTrackerReset();
-    Finish(HandleTapEvent(e));
+    XRecordFreeData(data);
 }
 
 MarkKind RawMarkKind(int evtype) {
@@ -557,7 +542,7 @@ void OnRawEvent(const XIRawEvent* r) {
     }
     TakeTrackerReset();
     const bool own = IsOwn(r->sourceid, RawMarkKind(r->evtype), r->detail, 0, 0);
-    if (key) FollowRepeat(r->detail, down, own);
+    if (key) FollowKey(r->detail, down, r->time, own);
     if (own) {
         if (down) RememberJudged({key, r->detail, r->time, false, false, false, false});
         return;
@@ -599,12 +584,12 @@ void OnGrabEvent(const XIDeviceEvent* d) {
     TakeTrackerReset();
     const MarkKind kind = key ? MarkKeyPress : MarkButtonPress;
     if (IsOwn(d->sourceid, kind, d->detail, 0, 0)) {
-        if (key) FollowRepeat(d->detail, true, true);
+        if (key) FollowKey(d->detail, true, d->time, true);
         RememberJudged({key, d->detail, d->time, false, false, true, false});
         Answer(key, false, false, d->detail, d->time);  // our own injected hotkey hits our grab: pass it on
         return;
     }
-    if (key) FollowRepeat(d->detail, true, false);
+    if (key) FollowKey(d->detail, true, d->time, false);
     const TapVerdict v = JudgePress(key, d->detail, true, d->root_x, d->root_y);
     RememberJudged({key, d->detail, d->time, v.swallow, v.keepsRelease, true, false});
     Answer(key, v.swallow, v.keepsRelease, d->detail, d->time);
@@ -631,34 +616,58 @@ void DrainOne(Display* d) {
 int PollTimeoutMs() {
     int ms = kSettingsCheckMs;
     if (g.readPointAtNs) ms = static_cast<int>(std::clamp<int64_t>((g.readPointAtNs - NowNs()) / 1'000'000 + 1, 0, ms));
-    if (g.repeatKeycode >= 0) {
-        const int64_t due = (g.nextRepeatNs - NowNs()) / 1'000'000;
-        ms = static_cast<int>(std::clamp<int64_t>(due, 0, ms));
-    }
     return ms;
 }
 
 void TapThreadMain() {
     PlatformNameThread("QVN input tap");
     PlatformRaiseThreadPriority();
-    pollfd fds[3] = {
-        {ConnectionNumber(g.raw), POLLIN, 0}, {ConnectionNumber(g.grab), POLLIN, 0}, {g.stopPipe[0], POLLIN, 0}};
+    pollfd fds[4] = {{ConnectionNumber(g.raw), POLLIN, 0},
+                     {ConnectionNumber(g.grab), POLLIN, 0},
+                     {g.stopPipe[0], POLLIN, 0},
+                     {g.record ? ConnectionNumber(g.record) : -1, POLLIN, 0}};
     for (;;) {
         ApplyGrabs();
+        // A repeat comes before the release that ends it: the server's presses are taken first.
+        if (g.record) XRecordProcessReplies(g.record);
         // Events Xlib has read already don't show on the socket: empty both queues before sleeping.
         while (XPending(g.grab) || XPending(g.raw)) {
             while (XPending(g.grab)) DrainOne(g.grab);  // frozen presses first
             if (XPending(g.raw)) DrainOne(g.raw);
         }
-        RepeatIfDue();
         if (g.readPointAtNs && NowNs() >= g.readPointAtNs) {
             g.readPointAtNs = 0;
             if (isRecording && bRecordMouseMovement) ReadRealPoint();
         }
-        if (poll(fds, 3, PollTimeoutMs()) < 0 && errno != EINTR) break;
+        if (poll(fds, 4, PollTimeoutMs()) < 0 && errno != EINTR) break;
         if (fds[2].revents) break;
     }
     ReleaseAllGrabs();
+    if (g.recordContext) {
+        XRecordDisableContext(g.grab, g.recordContext);
+        XRecordFreeContext(g.grab, g.recordContext);
+        XSync(g.grab, False);
+    }
+}
+
+// Watches the server's key presses. Without RECORD the tap works all the same, without repeats in a recording.
+void StartRecordingKeyPresses() {
+    int major = 0, minor = 0;
+    if (!XRecordQueryVersion(g.grab, &major, &minor)) return;
+    g.record = XOpenDisplay(nullptr);
+    if (!g.record) return;
+    QuietErrorsOn(g.record);
+    XRecordRange* range = XRecordAllocRange();
+    if (!range) return;
+    range->device_events.first = KeyPress;
+    range->device_events.last = KeyPress;
+    XRecordClientSpec clients = XRecordAllClients;
+    g.recordContext = XRecordCreateContext(g.grab, 0, &clients, 1, &range, 1);
+    XFree(range);
+    XSync(g.grab, False);
+    if (g.recordContext && XRecordEnableContextAsync(g.record, g.recordContext, OnRecordedData, nullptr)) return;
+    if (g.recordContext) XRecordFreeContext(g.grab, g.recordContext);
+    g.recordContext = 0;
 }
 
 void WatchdogMain(Display* grab, int keyboardId, int pointerId) {
@@ -691,7 +700,7 @@ Display* OpenXi22(int* opcode) {
 }
 
 void CloseTapConnections() {
-    for (Display** d : {&g.raw, &g.grab}) {
+    for (Display** d : {&g.record, &g.raw, &g.grab}) {
         if (*d) {
             ForgetDisplay(*d);
             XCloseDisplay(*d);
@@ -718,6 +727,7 @@ bool PlatformStartInputTap() {
         return false;
     }
     FindDevices();
+    StartRecordingKeyPresses();
 
     unsigned char rawBits[XIMaskLen(XI_LASTEVENT)] = {};
     for (int type : {XI_RawKeyPress, XI_RawKeyRelease, XI_RawButtonPress, XI_RawButtonRelease, XI_RawMotion}) {

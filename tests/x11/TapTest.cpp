@@ -164,22 +164,34 @@ TEST_F(TapTest, WithTheLockClosedTheHotkeyReachesTheWindowAndTheRecording) {
     EXPECT_EQ(g_Window.Count(Line("KeyPress", Code(121))), 0u);
 }
 
-TEST_F(TapTest, TheProgramsOwnKeysNeitherTriggerNorRecord) {
+TEST_F(TapTest, TheProgramsOwnInputNeitherTriggersNorRecords) {
     // The Key Spammer presses the Spammer's own hotkey: it hits our grab, which passes it on.
     keySpamTargetCount = 0;
     AppendKeySpamTarget(117);
     keySpamIntervalMs = 20;
     keySpamRepeatMode = 0;
     keySpamRepeatTimes = 5;
+    // The Spammer moves to its fixed point and clicks there.
+    autoClickIntervalMs = 20;
+    autoClickRepeatMode = 0;
+    autoClickRepeatTimes = 5;
+    autoClickLocationMode = 1;
+    autoClickFixedX = 50;
+    autoClickFixedY = 60;
     StartRecording();
     isKeySpamming = true;
     Wake(g_KeySpamWake);
     ASSERT_TRUE(WaitUntil([] { return !isKeySpamming; }));
+    isAutoClicking = true;
+    Wake(g_AutoClickWake);
+    ASSERT_TRUE(WaitUntil([] { return !isAutoClicking; }));
     Settle();
     StopRecording();
+    autoClickLocationMode = 0;
     EXPECT_FALSE(isAutoClicking);
     EXPECT_FALSE(triggerAutoClicker);
     EXPECT_EQ(g_Window.Count(Line("KeyPress", Code(117))), 5u);
+    EXPECT_EQ(g_Window.Count("ButtonPress 1 50 60"), 5u);
     EXPECT_TRUE(Recording().empty());
     EXPECT_TRUE(NothingHeld());
 }
@@ -194,8 +206,12 @@ TEST_F(TapTest, ARecordingHoldsTheUsersKeysClicksMovesAndWheel) {
     UserButton(4, true);  // one line of the wheel, away from the user
     UserButton(4, false);
     std::this_thread::sleep_for(30ms);
-    // Held past the repeat delay: the recording gets the same repeats the window does.
-    Tap(Code(65), 900ms);
+    // Held past the repeat delay: the recording gets exactly the repeats the window gets.
+    const auto pressed = std::chrono::steady_clock::now();
+    UserKey(Code(65), true);
+    std::this_thread::sleep_for(900ms);
+    UserKey(Code(65), false);
+    const double held = std::chrono::duration<double>(std::chrono::steady_clock::now() - pressed).count();
     Settle();
     StopRecording();
 
@@ -224,13 +240,13 @@ TEST_F(TapTest, ARecordingHoldsTheUsersKeysClicksMovesAndWheel) {
     EXPECT_EQ(kinds.back(), "key 65 up");
     const long windowDowns = static_cast<long>(g_Window.Count(Line("KeyPress", Code(65))));
     EXPECT_GE(windowDowns, 4);  // the key did repeat
-    EXPECT_NEAR(downs, windowDowns, 1);
+    EXPECT_EQ(downs, windowDowns);
 
     // Times start at 0 and grow with the real pauses.
     EXPECT_DOUBLE_EQ(events.front().time, 0.0);
     EXPECT_TRUE(std::is_sorted(events.begin(), events.end(),
                                [](const UnifiedEvent& a, const UnifiedEvent& b) { return a.time < b.time; }));
-    EXPECT_NEAR(events.back().time - events[4].time, 0.9, 0.15);
+    EXPECT_NEAR(events.back().time - events[4].time, held, 0.05);
 }
 
 TEST_F(TapTest, APressOnOurOwnWindowStaysOutOfTheRecording) {
@@ -263,7 +279,7 @@ TEST_F(TapTest, ReassignCapturesTheNextKeyWithoutPassingItOn) {
     // The new hotkey works at once, and the old one is an ordinary key again.
     Tap(Code(117));
     Tap(Code(66));
-    ASSERT_TRUE(WaitUntil([] { return isAutoClicking.load(); }));
+    ASSERT_TRUE(WaitUntil([] { return isAutoClicking.load(); })) << ::testing::PrintToString(g_Window.Lines("Key"));
     Settle();
     EXPECT_EQ(g_Window.Count(Line("KeyPress", Code(117))), 1u);
     vkAutoClicker = kDefaultVkAutoClicker;
