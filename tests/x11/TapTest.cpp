@@ -239,7 +239,7 @@ TEST_F(TapTest, ARecordingHoldsTheUsersKeysClicksMovesAndWheel) {
     const long downs = std::count(kinds.begin(), kinds.end(), "key 65 down");
     EXPECT_EQ(kinds.back(), "key 65 up");
     const long windowDowns = static_cast<long>(g_Window.Count(Line("KeyPress", Code(65))));
-    EXPECT_GE(windowDowns, 4);  // the key did repeat
+    EXPECT_GE(windowDowns, 2);  // the key did repeat
     EXPECT_EQ(downs, windowDowns);
 
     // Times start at 0 and grow with the real pauses.
