@@ -4,8 +4,6 @@
 // 3. a recording while the simulated user moves the pointer at 1000 Hz for 10 s to a new point each time:
 //    how many of those points the recording lacks, and the processor time of the tap's thread.
 #include <X11/Xlib.h>
-#include <X11/extensions/XInput.h>
-#include <X11/extensions/XTest.h>
 #include <dirent.h>
 
 #include <algorithm>
@@ -23,6 +21,7 @@
 #include "engine/Recorder.h"
 #include "input/InputTap.h"
 #include "input/Keys.h"
+#include "tests/x11/ServerView.h"
 
 namespace {
 
@@ -50,17 +49,6 @@ size_t StopRecording() {
     FinishRecording();
     std::lock_guard<std::mutex> lock(profileMutex);
     return profiles[0].events.size();
-}
-
-XDevice* OpenDeviceNamed(Display* d, const char* name) {
-    int n = 0;
-    XDeviceInfo* list = XListInputDevices(d, &n);
-    XDevice* device = nullptr;
-    for (int i = 0; list && i < n && !device; ++i) {
-        if (std::strcmp(list[i].name, name) == 0) device = XOpenDevice(d, list[i].id);
-    }
-    if (list) XFreeDeviceList(list);
-    return device;
 }
 
 // Processor time (user + system) of the thread with this name, in seconds.
@@ -124,11 +112,8 @@ int main() {
     g_AppRunning = true;
     RulesAlone();
 
-    Display* user = XOpenDisplay(nullptr);
-    XDevice* keyboard = user ? OpenDeviceNamed(user, "Xvfb keyboard") : nullptr;
-    XDevice* mouse = user ? OpenDeviceNamed(user, "Xvfb mouse") : nullptr;
     PlatformKeysWatchLayout();
-    if (!keyboard || !mouse || !PlatformStartInputTap()) {
+    if (!OpenServerView() || !OpenSimulatedUser() || !PlatformStartInputTap()) {
         std::fprintf(stderr, "bench_tap: needs an X server with XInput 2.2 and Xvfb's devices\n");
         g_AppRunning = false;
         for (auto& t : g_Threads) t.join();
@@ -146,12 +131,10 @@ int main() {
     for (int i = 0; i < 500; ++i) {
         g_LastAnswerNs = 0;
         const int64_t sent = NowNs();
-        XTestFakeDeviceKeyEvent(user, keyboard, static_cast<unsigned>(key), True, nullptr, 0, CurrentTime);
-        XFlush(user);
+        UserKey(key, true);
         while (g_LastAnswerNs == 0 && NowNs() - sent < 1'000'000'000) std::this_thread::yield();
         answerUs.push_back(double(g_LastAnswerNs - sent) / 1000.0);
-        XTestFakeDeviceKeyEvent(user, keyboard, static_cast<unsigned>(key), False, nullptr, 0, CurrentTime);
-        XSync(user, False);
+        UserKey(key, false);
         std::this_thread::sleep_for(2ms);
     }
     triggerAutoClicker = false;
@@ -164,13 +147,10 @@ int main() {
     const double cpuBefore = ThreadCpuSeconds("QVN input tap");
     const int64_t start = NowNs();
     for (int i = 0; i < kMoves; ++i) {
-        int axes[2] = {100 + i % 800, 100 + (i / 800) * 20};
-        XTestFakeDeviceMotionEvent(user, mouse, False, 0, axes, 2, CurrentTime);
-        XFlush(user);
+        UserMoveTo(100 + i % 800, 100 + (i / 800) * 20);
         const int64_t due = start + int64_t{i + 1} * 1'000'000;
         while (NowNs() < due) std::this_thread::sleep_for(std::chrono::nanoseconds(due - NowNs()));
     }
-    XSync(user, False);
     std::this_thread::sleep_for(200ms);
     const double wall = double(NowNs() - start) / 1e9;
     const double cpu = ThreadCpuSeconds("QVN input tap") - cpuBefore;
@@ -191,8 +171,6 @@ int main() {
     PlatformStopInputTap();
     g_AppRunning = false;  // ends the keymap watcher
     for (auto& t : g_Threads) t.join();
-    XCloseDevice(user, keyboard);
-    XCloseDevice(user, mouse);
-    XCloseDisplay(user);
+    CloseServerView();
     return 0;
 }
