@@ -203,6 +203,15 @@ TapVerdict HandleTapEvent(const TapEvent& e) {
     return {};
 }
 
+int TakeScrollLines(double& pending, double delta, double increment) {
+    if (!(increment != 0) || !std::isfinite(delta) || !std::isfinite(increment)) return 0;
+    pending += delta / std::abs(increment);
+    // A small epsilon: increments like 1/120 don't add up to a whole line exactly.
+    const double whole = std::trunc(pending + (pending > 0 ? 1e-9 : -1e-9));
+    pending -= whole;
+    return static_cast<int>(-whole);
+}
+
 bool IsOwnWindowAt(double x, double y) {
     const int pid = PlatformWindowPidAt(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y)));
     if (pid <= 0) return false;

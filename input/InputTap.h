@@ -48,6 +48,11 @@ void TakeTrackerReset();
 // it has answered the system, so that no key stays frozen while the profile lock is waited for.
 TapVerdict HandleTapEvent(const TapEvent& e);
 
+// Whole wheel lines from a smooth-scrolling device: its scroll axis moves by `delta` (positive toward the
+// user) where one line is `increment`. The remainder stays in `pending` for the next call; the result is
+// positive away from the user, like TapEvent::scrollLines.
+int TakeScrollLines(double& pending, double delta, double increment);
+
 // True when the point lies on a window of this program or of another process of the same executable
 // (pop-out panels, the timeline editor). A failed lookup answers false.
 bool IsOwnWindowAt(double x, double y);

@@ -164,6 +164,9 @@ struct TapState {
         int device;
         Moves moves;
         double min[2], max[2];
+        int scrollAxis = -1;  // the valuator of smooth vertical scrolling, and the size of one line on it
+        double scrollIncrement = 0;
+        double scrollPending = 0;
     };
     std::vector<Axes> axes;
     bool pointKnown = false;
@@ -207,6 +210,14 @@ void FindDevices() {
         if (info[i].deviceid == g.pointerId) g.keyboardId = info[i].attachment;
         TapState::Axes a{info[i].deviceid, TapState::Moves::Unknown, {0, 0}, {0, 0}};
         for (int c = 0; c < info[i].num_classes; ++c) {
+            if (info[i].classes[c]->type == XIScrollClass) {
+                const auto* sc = reinterpret_cast<const XIScrollClassInfo*>(info[i].classes[c]);
+                if (sc->scroll_type == XIScrollTypeVertical) {
+                    a.scrollAxis = sc->number;
+                    a.scrollIncrement = sc->increment;
+                }
+                continue;
+            }
             if (info[i].classes[c]->type != XIValuatorClass) continue;
             const auto* v = reinterpret_cast<const XIValuatorClassInfo*>(info[i].classes[c]);
             if (v->number > 1) continue;
@@ -518,6 +529,21 @@ TapVerdict JudgePress(bool key, int detail, bool down, double x, double y) {
     return HandleTapEvent(e);
 }
 
+// Smooth-scrolling devices report the wheel on a scroll valuator; the server's wheel buttons made from it come
+// without raw events (and are skipped if they do come), so the lines are taken from the valuator.
+void ScrollFromValuators(const XIRawEvent* r) {
+    const auto it = std::find_if(g.axes.begin(), g.axes.end(), [&](const auto& a) { return a.device == r->sourceid; });
+    if (it == g.axes.end() || it->scrollAxis < 0 || !XIMaskIsSet(r->valuators.mask, it->scrollAxis)) return;
+    const double* v = r->valuators.values;
+    for (int axis = 0; axis < it->scrollAxis; ++axis) {
+        if (XIMaskIsSet(r->valuators.mask, axis)) ++v;
+    }
+    TapEvent e;
+    e.kind = TapScroll;
+    e.scrollLines = TakeScrollLines(it->scrollPending, *v, it->scrollIncrement);
+    if (e.scrollLines != 0) Finish(HandleTapEvent(e));
+}
+
 void OnRawEvent(const XIRawEvent* r) {
     if (r->evtype == XI_RawMotion) {
         int x = 0, y = 0;
@@ -526,6 +552,8 @@ void OnRawEvent(const XIRawEvent* r) {
         if (XIMaskIsSet(r->valuators.mask, 1)) y = static_cast<int>(*v++);
         TakeTrackerReset();
         if (IsOwn(r->sourceid, MarkMotion, 0, x, y)) return;
+        ScrollFromValuators(r);
+        if (!XIMaskIsSet(r->valuators.mask, 0) && !XIMaskIsSet(r->valuators.mask, 1)) return;  // a scroll alone
         if (!isRecording || !bRecordMouseMovement) {
             g.pointKnown = false;  // outside a recording a move costs nothing more
             HandleTapEvent(TapEvent{});
@@ -536,6 +564,7 @@ void OnRawEvent(const XIRawEvent* r) {
     }
     const bool key = r->evtype == XI_RawKeyPress || r->evtype == XI_RawKeyRelease;
     const bool down = r->evtype == XI_RawKeyPress || r->evtype == XI_RawButtonPress;
+    if (!key && (r->flags & XIPointerEmulated)) return;
     if (down && FindJudged(key, r->detail, r->time, true)) {
         FindJudged(key, r->detail, r->time, true)->used = true;  // its grab twin was judged already
         return;

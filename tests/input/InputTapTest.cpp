@@ -222,6 +222,18 @@ TEST_F(InputTapTest, WheelLinesAndTheRecordingSwitches) {
                "key 65 up -> pass"});
 }
 
+TEST(ScrollLinesTest, SmoothScrollingAddsUpToWholeLines) {
+    double pending = 0;
+    EXPECT_EQ(TakeScrollLines(pending, 15, 15), -1);  // toward the user: a line down
+    EXPECT_EQ(TakeScrollLines(pending, -7.5, 15), 0);
+    EXPECT_EQ(TakeScrollLines(pending, -7.5, 15), 1);
+    int lines = 0;
+    for (int i = 0; i < 120; ++i) lines += TakeScrollLines(pending, 1.0 / 120, 1.0 / 120 * 120);
+    EXPECT_EQ(lines, -1);                              // fractions that don't add up exactly still make their line
+    EXPECT_EQ(TakeScrollLines(pending, -45, -15), 3);  // a negative increment counts by its size
+    EXPECT_EQ(TakeScrollLines(pending, 1, 0), 0);
+}
+
 TEST_F(InputTapTest, AResetForgetsHeldKeysButNotDroppedPresses) {
     Record();
     g_FakeWindowPid = PlatformProcessId();
