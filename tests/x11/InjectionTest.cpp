@@ -49,12 +49,7 @@ protected:
     static void SetUpTestSuite() {
         ASSERT_TRUE(OpenServerView());
         ASSERT_TRUE(g_Window.Start()) << "the test window didn't come up";
-        g_AppRunning = true;
-        g_Threads.emplace_back(AutoClickerThread);
-        g_Threads.emplace_back(KeySpammerThread);
-        g_Threads.emplace_back(SignalProcessorThread);
-        g_Threads.emplace_back(PlaybackThread);
-        PlatformKeysWatchLayout();
+        StartWorkers();
         std::this_thread::sleep_for(50ms);
     }
     static void TearDownTestSuite() {

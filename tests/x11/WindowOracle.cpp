@@ -8,7 +8,23 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "core/AppState.h"
+#include "core/Signals.h"
+#include "engine/AutoClicker.h"
+#include "engine/KeySpammer.h"
+#include "engine/Playback.h"
+#include "input/Keys.h"
+
 extern char** environ;
+
+void StartWorkers() {
+    g_AppRunning = true;
+    g_Threads.emplace_back(AutoClickerThread);
+    g_Threads.emplace_back(KeySpammerThread);
+    g_Threads.emplace_back(SignalProcessorThread);
+    g_Threads.emplace_back(PlaybackThread);
+    PlatformKeysWatchLayout();
+}
 
 bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
     const auto end = std::chrono::steady_clock::now() + limit;

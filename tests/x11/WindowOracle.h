@@ -13,6 +13,10 @@
 
 using namespace std::chrono_literals;
 
+// Starts the master's input workers (Spammer, Key Spammer, signals, playback) and the keymap watch; ShutDown
+// ends them.
+void StartWorkers();
+
 bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 5s);
 
 class WindowOracle {
