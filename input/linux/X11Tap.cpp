@@ -7,8 +7,9 @@
 //   device freezes on the press until we answer, XIAsyncDevice to swallow the press (its repeats and its
 //   release come to us while the grab lasts), XIReplayDevice to pass it on untouched. A key capture grabs
 //   the keyboard actively. A watchdog replays a frozen device when the thread is held up.
-// One physical press can reach us twice, as a raw event and as the grab's event, with the same server time;
-// whichever comes first is judged, the other takes the same verdict.
+// A grabbed press reaches us twice, as a raw event and as the grab's event, with the same server time. Only
+// the raw event is judged (and only it takes the program's own marks); the grab's event waits for that
+// verdict if it comes first.
 //
 // Raw events carry no position and no auto-repeat. The pointer is asked where it is only when a press or a
 // recorded move needs the point. The repeats the server makes of a held key are seen through the RECORD
@@ -47,6 +48,7 @@ namespace {
 constexpr int kSettingsCheckMs = 20;          // how soon a changed hotkey or capture moves the grabs
 constexpr int64_t kWatchdogNs = 100'000'000;  // a device frozen this long is replayed
 constexpr int kRecentPresses = 16;
+constexpr int64_t kFrozenWaitNs = 50'000'000;   // a frozen press waits this long for its raw event
 constexpr int64_t kPointerRestNs = 50'000'000;  // moves this far apart count as a rest
 
 int64_t NowNs() {
@@ -58,7 +60,7 @@ int64_t NowNs() {
 // A window can vanish between two requests of a lookup. Errors on the tap's connections are expected and
 // dropped; any other connection's go to the handler that was there before.
 
-std::array<std::atomic<Display*>, 4> g_QuietDisplays{};
+std::array<std::atomic<Display*>, 8> g_QuietDisplays{};
 std::atomic<XErrorHandler> g_PreviousErrorHandler{nullptr};
 
 int OnXError(Display* d, XErrorEvent* e) {
@@ -126,15 +128,22 @@ struct GrabPlan {
     bool operator==(const GrabPlan&) const = default;
 };
 
-// A press already judged, waiting for its twin from the other connection.
+// A press judged from its raw event, for the grab's event of the same press (same server time) to take.
 struct Judged {
     bool key = false;
     int detail = 0;
     Time time = 0;
     bool swallow = false;
     bool keepsRelease = false;
-    bool fromGrab = false;
     bool used = true;
+};
+
+// A grab's press whose raw event hasn't been judged yet; the device waits, frozen.
+struct Frozen {
+    bool key = false;
+    int detail = 0;
+    Time time = 0;
+    int64_t sinceNs = 0;
 };
 
 struct TapState {
@@ -154,6 +163,7 @@ struct TapState {
 
     std::array<Judged, kRecentPresses> judged{};
     size_t judgedNext = 0;
+    std::vector<Frozen> frozen;
 
     // Where the pointer is, followed from the raw values of each move between reads of the real point: a
     // run of moves that arrives at once still gives each move its own point.
@@ -454,9 +464,9 @@ void RecordMove(const XIRawEvent* r) {
     g.readPointAtNs = NowNs() + kPointerRestNs;
 }
 
-Judged* FindJudged(bool key, int detail, Time time, bool fromGrab) {
+Judged* FindJudged(bool key, int detail, Time time) {
     for (auto& j : g.judged) {
-        if (!j.used && j.key == key && j.detail == detail && j.time == time && j.fromGrab == fromGrab) return &j;
+        if (!j.used && j.key == key && j.detail == detail && j.time == time) return &j;
     }
     return nullptr;
 }
@@ -529,6 +539,43 @@ TapVerdict JudgePress(bool key, int detail, bool down, double x, double y) {
     return HandleTapEvent(e);
 }
 
+void Answer(bool key, bool swallow, bool keepsRelease, int detail, Time time) {
+    const int device = key ? g.keyboardId : g.pointerId;
+    XIAllowEvents(g.grab, device, swallow ? XIAsyncDevice : XIReplayDevice, time);
+    if (swallow && keepsRelease) {
+        (key ? g.heldKeyGrab : g.heldButtonGrab) = detail;
+    } else if (swallow) {
+        // A capture or a pick: the press is ours, its release goes on to the window below.
+        XIUngrabDevice(g.grab, device, CurrentTime);
+    }
+    XFlush(g.grab);
+}
+
+// Keeps a press's verdict for the grab's event of it, or answers that event if it is waiting already.
+void Judge(const Judged& j) {
+    for (auto it = g.frozen.begin(); it != g.frozen.end(); ++it) {
+        if (it->key == j.key && it->detail == j.detail && it->time == j.time) {
+            Answer(j.key, j.swallow, j.keepsRelease, j.detail, j.time);
+            g.frozen.erase(it);
+            return;
+        }
+    }
+    RememberJudged(j);
+}
+
+// A frozen press whose raw event never came is let go.
+void ReleaseStaleFrozen() {
+    const int64_t now = NowNs();
+    for (auto it = g.frozen.begin(); it != g.frozen.end();) {
+        if (now - it->sinceNs < kFrozenWaitNs) {
+            ++it;
+            continue;
+        }
+        Answer(it->key, false, false, it->detail, it->time);
+        it = g.frozen.erase(it);
+    }
+}
+
 // Smooth-scrolling devices report the wheel on a scroll valuator; the server's wheel buttons made from it come
 // without raw events (and are skipped if they do come), so the lines are taken from the valuator.
 void ScrollFromValuators(const XIRawEvent* r) {
@@ -565,34 +612,18 @@ void OnRawEvent(const XIRawEvent* r) {
     const bool key = r->evtype == XI_RawKeyPress || r->evtype == XI_RawKeyRelease;
     const bool down = r->evtype == XI_RawKeyPress || r->evtype == XI_RawButtonPress;
     if (!key && (r->flags & XIPointerEmulated)) return;
-    if (down && FindJudged(key, r->detail, r->time, true)) {
-        FindJudged(key, r->detail, r->time, true)->used = true;  // its grab twin was judged already
-        return;
-    }
     TakeTrackerReset();
     const bool own = IsOwn(r->sourceid, RawMarkKind(r->evtype), r->detail, 0, 0);
     if (key) FollowKey(r->detail, down, r->time, own);
     if (own) {
-        if (down) RememberJudged({key, r->detail, r->time, false, false, false, false});
+        if (down) Judge({key, r->detail, r->time, false, false, false});
         return;
     }
     double x = 0, y = 0;
     if (!key && r->detail != 4 && r->detail != 5) PointerAt(x, y);
     const TapVerdict v = JudgePress(key, r->detail, down, x, y);
-    if (down) RememberJudged({key, r->detail, r->time, v.swallow, v.keepsRelease, false, false});
+    if (down) Judge({key, r->detail, r->time, v.swallow, v.keepsRelease, false});
     Finish(v);
-}
-
-void Answer(bool key, bool swallow, bool keepsRelease, int detail, Time time) {
-    const int device = key ? g.keyboardId : g.pointerId;
-    XIAllowEvents(g.grab, device, swallow ? XIAsyncDevice : XIReplayDevice, time);
-    if (swallow && keepsRelease) {
-        (key ? g.heldKeyGrab : g.heldButtonGrab) = detail;
-    } else if (swallow) {
-        // A capture or a pick: the press is ours, its release goes on to the window below.
-        XIUngrabDevice(g.grab, device, CurrentTime);
-    }
-    XFlush(g.grab);
 }
 
 void OnGrabEvent(const XIDeviceEvent* d) {
@@ -605,24 +636,13 @@ void OnGrabEvent(const XIDeviceEvent* d) {
     if (d->evtype != XI_KeyPress && d->evtype != XI_ButtonPress) return;
     // While a grab of ours is active, presses are delivered to us, not frozen: the raw stream judges them.
     if (held >= 0 || (key && g.keyboardGrabbed)) return;
-    if (Judged* j = FindJudged(key, d->detail, d->time, false)) {
+    // Every rule runs on the raw event of this press, which may not have been read yet.
+    if (Judged* j = FindJudged(key, d->detail, d->time)) {
         j->used = true;
         Answer(key, j->swallow, j->keepsRelease, d->detail, d->time);
-        return;
+    } else {
+        g.frozen.push_back({key, d->detail, d->time, NowNs()});
     }
-    TakeTrackerReset();
-    const MarkKind kind = key ? MarkKeyPress : MarkButtonPress;
-    if (IsOwn(d->sourceid, kind, d->detail, 0, 0)) {
-        if (key) FollowKey(d->detail, true, d->time, true);
-        RememberJudged({key, d->detail, d->time, false, false, true, false});
-        Answer(key, false, false, d->detail, d->time);  // our own injected hotkey hits our grab: pass it on
-        return;
-    }
-    if (key) FollowKey(d->detail, true, d->time, false);
-    const TapVerdict v = JudgePress(key, d->detail, true, d->root_x, d->root_y);
-    RememberJudged({key, d->detail, d->time, v.swallow, v.keepsRelease, true, false});
-    Answer(key, v.swallow, v.keepsRelease, d->detail, d->time);
-    Finish(v);
 }
 
 void DrainOne(Display* d) {
@@ -643,7 +663,7 @@ void DrainOne(Display* d) {
 }
 
 int PollTimeoutMs() {
-    int ms = kSettingsCheckMs;
+    int ms = g.frozen.empty() ? kSettingsCheckMs : 1;
     if (g.readPointAtNs) ms = static_cast<int>(std::clamp<int64_t>((g.readPointAtNs - NowNs()) / 1'000'000 + 1, 0, ms));
     return ms;
 }
@@ -664,6 +684,7 @@ void TapThreadMain() {
             while (XPending(g.grab)) DrainOne(g.grab);  // frozen presses first
             if (XPending(g.raw)) DrainOne(g.raw);
         }
+        ReleaseStaleFrozen();
         if (g.readPointAtNs && NowNs() >= g.readPointAtNs) {
             g.readPointAtNs = 0;
             if (isRecording && bRecordMouseMovement) ReadRealPoint();
