@@ -1,3 +1,4 @@
+#include "bridge/Ipc.h"
 #include "core/AppState.h"
 #include "core/Master.h"
 #include "core/Signals.h"
@@ -43,6 +44,7 @@ void ShutDown() {
     triggerAutoClickStop = true;
     triggerKeySpamStop = true;
     ProcessSignals();
+    PlatformStopIpcServer();
 
     {
         std::lock_guard<std::mutex> lock(g_ChildrenMutex);
