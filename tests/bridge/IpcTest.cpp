@@ -166,8 +166,11 @@ TEST_F(IpcTest, CommandsArriveInOrderAndWhole) {
     EXPECT_TRUE(S_ISSOCK(st.st_mode));
     EXPECT_EQ(st.st_mode & 0777, 0600u);
 
-    for (int i = 0; i < 50; ++i)
-        profiles[0].events.push_back(UnifiedEvent{EventMoveAbs, double(i), 0, 0, 0, 0, false, 0});
+    {
+        std::lock_guard<std::mutex> lock(profileMutex);  // the server is running
+        for (int i = 0; i < 50; ++i)
+            profiles[0].events.push_back(UnifiedEvent{EventMoveAbs, double(i), 0, 0, 0, 0, false, 0});
+    }
     // Deleting index k after k earlier deletes leaves exactly the odd times, and only in this order.
     std::vector<std::string> args = {"send"};
     for (int k = 0; k < 25; ++k) args.push_back("deleteEvent|" + std::to_string(k));
