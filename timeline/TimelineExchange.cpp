@@ -96,15 +96,6 @@ bool ReadTimelineFile(const std::string& path, std::string& content, size_t maxB
     return ok;
 }
 
-bool IsTimelineNonce(const std::string& text) {
-    if (text.empty() || text.size() > 64) return false;
-    for (char c : text) {
-        const bool hex = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-        if (!hex) return false;
-    }
-    return true;
-}
-
 std::string TimelineEventsToJson(const std::vector<UnifiedEvent>& events) {
     std::string out;
     out.reserve(events.size() * 40 + 2);

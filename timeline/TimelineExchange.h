@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/AppState.h"
+#include "timeline/TimelineSaveDoc.h"
 
 // The largest result file, in bytes.
 inline constexpr size_t kTimelineMaxResultBytes = 0x10000;
@@ -41,9 +42,6 @@ bool WriteTimelineFileAtomic(const std::string& path, const std::string& content
 
 // The whole file into `content`; false when it can't be opened or read, or is larger than maxBytes.
 bool ReadTimelineFile(const std::string& path, std::string& content, size_t maxBytes);
-
-// 1 to 64 hexadecimal digits of either case.
-bool IsTimelineNonce(const std::string& text);
 
 // [[type,time,x,y,flags,vk,down,wheel],...] without blanks; times as "%.15g" in the C locale, and 0 for a
 // time that isn't finite.

@@ -11,16 +11,7 @@ namespace {
 constexpr size_t kMaxStringBytes = 257;
 constexpr size_t kMaxNumberBytes = 40;
 
-bool IsHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
-
-bool IsNonceText(const std::string& s) {
-    if (s.empty() || s.size() > 64) return false;
-    for (char c : s) {
-        if (!IsHexDigit(c)) return false;
-    }
-    return true;
-}
 
 // A cursor over the document. The first error stored is the one the user sees.
 class Reader {
@@ -227,7 +218,7 @@ bool ReadDocument(Reader& r, TimelineSaveDoc& doc) {
                 seen = true;
                 std::string& value = key == "nonce" ? doc.nonce : doc.loadNonce;
                 if (!r.String(value)) return fallback("Malformed document.");
-                if (!IsNonceText(value)) return fallback(("Malformed " + key + ".").c_str());
+                if (!IsTimelineNonce(value)) return fallback(("Malformed " + key + ".").c_str());
             } else if (key == "events") {
                 if (seenEvents) return fallback("Duplicate key: events.");
                 seenEvents = true;
@@ -246,6 +237,15 @@ bool ReadDocument(Reader& r, TimelineSaveDoc& doc) {
 }
 
 }  // namespace
+
+bool IsTimelineNonce(const std::string& text) {
+    if (text.empty() || text.size() > 64) return false;
+    for (char c : text) {
+        const bool hex = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+        if (!hex) return false;
+    }
+    return true;
+}
 
 std::string EventError(size_t index, const std::string& message) {
     std::string out = "Event ";

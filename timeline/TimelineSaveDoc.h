@@ -30,5 +30,9 @@ std::string ParseTimelineSaveDoc(std::string_view json, TimelineSaveDoc& doc);
 // The first error as text ("Event 3: times are out of order."), or empty text.
 std::string ValidateTimelineEvents(const std::vector<UnifiedEvent>& events);
 
+// The shape of a nonce, which names a load or a save: 1 to 64 hexadecimal digits of either case. The
+// editor makes them; the master only checks the shape and compares.
+bool IsTimelineNonce(const std::string& text);
+
 // "Event " index + 1 ": " message: indexes count from 0, the user reads them from 1.
 std::string EventError(size_t index, const std::string& message);
