@@ -1,5 +1,6 @@
 #include "timeline/TimelineExchange.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -127,7 +128,15 @@ bool SameTimelineEvents(const std::vector<UnifiedEvent>& a, const std::vector<Un
 
 void HandleTimelineExport(const std::string& nonce) {
     if (!IsTimelineNonce(nonce)) return;
-    std::vector<UnifiedEvent> events;
+    // The input tap waits on profileMutex for every recorded event, so the room for the copy is made and
+    // its pages touched before the lock that the copy needs.
+    size_t expected = 0;
+    {
+        std::lock_guard<std::mutex> profile(profileMutex);
+        if (currentProfileIdx >= 0 && static_cast<size_t>(currentProfileIdx) < profiles.size())
+            expected = profiles[static_cast<size_t>(currentProfileIdx)].events.size();
+    }
+    std::vector<UnifiedEvent> events(expected + 1024);
     std::string name;
     int32_t index = 0;
     {
@@ -136,10 +145,16 @@ void HandleTimelineExport(const std::string& nonce) {
             std::lock_guard<std::mutex> profile(profileMutex);
             index = currentProfileIdx;
             if (index < 0 || static_cast<size_t>(index) >= profiles.size()) return;  // the editor keeps waiting
-            events = profiles[static_cast<size_t>(index)].events;
-            name = profiles[static_cast<size_t>(index)].name;
+            const MacroProfile& p = profiles[static_cast<size_t>(index)];
+            if (p.events.size() <= events.size()) {
+                std::copy(p.events.begin(), p.events.end(), events.begin());
+                events.resize(p.events.size());
+            } else {
+                events = p.events;  // it grew by more than the margin meanwhile
+            }
+            name = p.name;
         }
-        // The second copy is made after profileMutex is released: the input tap waits on that one.
+        // The second copy is made after profileMutex is released.
         g_TimelineExport.nonce = nonce;
         g_TimelineExport.profileIdx = index;
         g_TimelineExport.profileName = name;

@@ -216,9 +216,6 @@ TEST(TimelineFilesTest, FilesAndNumbers) {
     EXPECT_FALSE(WriteTimelineFileAtomic(PlatformDataDir() + "/no-such-folder/f", "x"));
 
     EXPECT_TRUE(IsTimelineNonce("0123456789abcdefABCDEF"));
-    EXPECT_TRUE(IsTimelineNonce(std::string(64, 'a')));
-    for (const std::string& bad : std::vector<std::string>{"", "g", " 1", std::string(65, 'a')})
-        EXPECT_FALSE(IsTimelineNonce(bad)) << bad;
 
     const double inf = std::numeric_limits<double>::infinity();
     const std::vector<UnifiedEvent> events = {

@@ -140,19 +140,8 @@ TEST(SaveDocTest, AcceptedDocumentBecomesEvents) {
 
 TEST(SaveDocTest, ValidationJudgesWhatTheParserCannotProduce) {
     std::vector<UnifiedEvent> events(2);
-    EXPECT_EQ(ValidateTimelineEvents({}), "");
-    EXPECT_EQ(ValidateTimelineEvents(events), "");  // equal times are in order
     events[1].time = std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(ValidateTimelineEvents(events), "Event 2: time is out of range.");
-    events[1] = UnifiedEvent{};
-    events[1].type = 7;
-    EXPECT_EQ(ValidateTimelineEvents(events), "Event 2: unknown event type.");
-    events[1] = UnifiedEvent{};
-    events[1].vk = -1;
-    EXPECT_EQ(ValidateTimelineEvents(events), "Event 2: key code is out of range.");
-    events[1] = UnifiedEvent{};
-    events[1].scrollDelta = -1000001;
-    EXPECT_EQ(ValidateTimelineEvents(events), "Event 2: scroll amount is out of range.");
     events.assign(1000001, UnifiedEvent{});
     EXPECT_EQ(ValidateTimelineEvents(events), "Too many events (1000001; the limit is 1000000).");
 }
