@@ -96,12 +96,6 @@ TEST_F(ExchangeTest, LoadDocumentAndSaveBack) {
     EXPECT_EQ(scripts, std::vector<std::string>{"if (typeof refreshExpertList === 'function') refreshExpertList();"});
 }
 
-TEST_F(ExchangeTest, EmptyMacroCrossesBothWays) {
-    EXPECT_EQ(Export("e"), R"({"profile":"Default Tracking Profile","profileIdx":0,"keys":{},"events":[]})");
-    Active() = {};
-    EXPECT_EQ(Save("f", "e", {}), "ok: Saved 0 events to \"Default Tracking Profile\".");
-}
-
 TEST_F(ExchangeTest, EachStaleSaveIsRefusedWithItsSentence) {
     const std::vector<UnifiedEvent> original = {Key(0, 65, true), Key(0.1, 65, false)};
     const std::vector<UnifiedEvent> edited = {Key(0, 66, true), Key(0.2, 66, false)};
@@ -164,9 +158,9 @@ TEST_F(ExchangeTest, EachStaleSaveIsRefusedWithItsSentence) {
 TEST_F(ExchangeTest, ChainOfSavesNeedsNoReload) {
     Active() = {Key(0, 65, true)};
     ASSERT_NE(Export("10"), "<no load for 10>");
-    std::vector<UnifiedEvent> events = Active();
-    for (int i = 1; i <= 3; ++i) {
-        events.push_back(Key(i, 65 + i, i % 2 == 0));
+    std::vector<UnifiedEvent> events;  // the first save empties the macro
+    for (int i = 0; i <= 3; ++i) {
+        if (i > 0) events.push_back(Key(i, 65 + i, i % 2 == 0));
         EXPECT_EQ(Save("2" + std::to_string(i), "10", events),
                   "ok: Saved " + std::to_string(events.size()) + " events to \"Default Tracking Profile\".");
     }
