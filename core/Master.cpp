@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "bridge/Ipc.h"
 #include "bridge/MainBindings.h"
 #include "bridge/WebView.h"
 #include "core/AppState.h"
@@ -43,6 +44,7 @@ int RunMaster() {
 
     StartThreads();
     PlatformKeysWatchLayout();
+    PlatformStartIpcServer(HandleIpcMessage);  // without it the app runs on, with pop-out panels off
 
     {
         WebView w(false);

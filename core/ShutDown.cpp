@@ -1,3 +1,4 @@
+#include "bridge/Ipc.h"
 #include "core/AppState.h"
 #include "core/Master.h"
 #include "core/Signals.h"
@@ -45,6 +46,7 @@ void ShutDown() {
     triggerKeySpamStop = true;
     ProcessSignals();
     PlatformStopInputTap();
+    PlatformStopIpcServer();
 
     {
         std::lock_guard<std::mutex> lock(g_ChildrenMutex);

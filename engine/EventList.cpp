@@ -141,15 +141,23 @@ std::string BuildMacroEventsJson() {
     return out;
 }
 
+void DeleteEventAt(int index) {
+    std::lock_guard<std::mutex> lock(profileMutex);
+    std::vector<UnifiedEvent>* events = ActiveEventsLocked();
+    if (events && index >= 0 && static_cast<size_t>(index) < events->size()) events->erase(events->begin() + index);
+}
+
+void SetEventTimeAt(int index, double time) {
+    std::lock_guard<std::mutex> lock(profileMutex);
+    std::vector<UnifiedEvent>* events = ActiveEventsLocked();
+    if (events && index >= 0 && static_cast<size_t>(index) < events->size())
+        (*events)[static_cast<size_t>(index)].time = time;
+}
+
 std::string BindGetMacroEvents() { return SaveAndReturnList(); }
 
 std::string BindDeleteEvent(const std::string& arg) {
-    const int index = RequireInt("deleteEvent", ParseJSString(arg));
-    {
-        std::lock_guard<std::mutex> lock(profileMutex);
-        std::vector<UnifiedEvent>* events = ActiveEventsLocked();
-        if (events && index >= 0 && static_cast<size_t>(index) < events->size()) events->erase(events->begin() + index);
-    }
+    DeleteEventAt(RequireInt("deleteEvent", ParseJSString(arg)));
     SaveAndReturnList();
     return "";
 }
@@ -160,10 +168,7 @@ std::string BindUpdateEventTime(const std::string& arg) {
         const int index = RequireInt("updateEventTime", f[0]);
         double time = 0;
         if (!ParseDouble(f[1], time)) throw BindError("updateEventTime: \"" + f[1] + "\" is not a number");
-        std::lock_guard<std::mutex> lock(profileMutex);
-        std::vector<UnifiedEvent>* events = ActiveEventsLocked();
-        if (events && index >= 0 && static_cast<size_t>(index) < events->size())
-            (*events)[static_cast<size_t>(index)].time = time;
+        SetEventTimeAt(index, time);
     }
     SaveAndReturnList();
     return "";

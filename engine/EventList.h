@@ -12,6 +12,10 @@ void OptimizeMacro();
 // only to copy the events.
 std::string BuildMacroEventsJson();
 
+// Edits of the active macro, under profileMutex; an index out of range changes nothing.
+void DeleteEventAt(int index);
+void SetEventTimeAt(int index, double time);
+
 // Page bindings; each rewrites the event list file. A field that isn't a number throws BindError.
 std::string BindGetMacroEvents();
 std::string BindDeleteEvent(const std::string& arg);
