@@ -13,6 +13,7 @@
 #include "persist/SessionFile.h"
 #include "persist/Settings.h"
 #include "platform/Window.h"
+#include "themes/Themes.h"
 
 #ifndef QVN_DOCS_URL
 #define QVN_DOCS_URL "https://quorvane.app/docs"
@@ -170,12 +171,11 @@ std::string BindResizeWindow(const std::string& arg) {
 }
 
 std::string BindSetTheme(const std::string& arg) {
-    g_CurrentTheme = ParseJSString(arg);
-    SaveThemeToFile(g_CurrentTheme);
+    SetCurrentTheme(ParseJSString(arg));
     return "";
 }
 
-std::string BindGetSharedTheme() { return "\"" + g_CurrentTheme + "\""; }
+std::string BindGetSharedTheme() { return "\"" + CurrentTheme() + "\""; }
 
 std::string BindOpenLink(const std::string& arg) {
     const std::string word = ParseJSString(arg);

@@ -11,6 +11,7 @@
 #include "persist/AppSettings.h"
 #include "persist/Numbers.h"
 #include "persist/Settings.h"
+#include "themes/Themes.h"
 #include "timeline/AutomationWatch.h"
 #include "timeline/TimelineExchange.h"
 
@@ -84,8 +85,7 @@ void HandleIpcCommand(const std::string& command, const std::string& payload) {
     } else if (command == "setHoldMode") {
         ApplyHoldMode(payload);
     } else if (command == "setTheme") {
-        g_CurrentTheme = payload;
-        SaveThemeToFile(payload);
+        SetCurrentTheme(payload);
     } else if (command == "deleteEvent") {
         int32_t index = 0;
         if (!ParseInt(payload, index)) return;

@@ -164,6 +164,8 @@ extern bool g_DisableAnimations;
 extern std::set<std::string> g_SeenWarningIds, g_MinimizedPanels;
 extern std::vector<std::string> g_PanelOrder;
 extern std::atomic<bool> g_PanelHoverActive;
+// The key of the theme in use; written by the page and by panels over IPC, so guarded by g_ThemesMutex
+// once the threads run (SetCurrentTheme, CurrentTheme).
 extern std::string g_CurrentTheme;
 
 // Pop-out panels by panel id: their process ids. Guarded by g_ChildrenMutex.

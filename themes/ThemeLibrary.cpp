@@ -133,12 +133,22 @@ std::string InstallThemeFile(const std::string& path, std::string& outKey) {
     return "";
 }
 
+std::string CurrentTheme() {
+    std::lock_guard<std::recursive_mutex> lock(g_ThemesMutex);
+    return g_CurrentTheme;
+}
+
+void SetCurrentTheme(const std::string& key) {
+    std::lock_guard<std::recursive_mutex> lock(g_ThemesMutex);
+    g_CurrentTheme = key;
+    SaveThemeToFile(key);
+}
+
 std::string ImportThemeFromPath(const std::string& path) {
     std::string key;
     std::string message = InstallThemeFile(path, key);
     if (message.empty() && !key.empty()) {
-        g_CurrentTheme = key;
-        SaveThemeToFile(key);
+        SetCurrentTheme(key);
         NotifyChildWindowsThemesChanged();
     }
     return message;

@@ -36,6 +36,10 @@ void ScanCustomThemes();
 // the same name becomes "key (2)", "key (3)", ... up to 999, after which the plain name is overwritten.
 std::string InstallThemeFile(const std::string& path, std::string& outKey);
 
+// The theme in use, and a change of it saved to the theme file. Any thread; take g_ThemesMutex.
+std::string CurrentTheme();
+void SetCurrentTheme(const std::string& key);
+
 // InstallThemeFile, then makes the theme the current one, saves that and tells the panels. Returns the message.
 std::string ImportThemeFromPath(const std::string& path);
 
