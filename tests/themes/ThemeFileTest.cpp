@@ -46,7 +46,6 @@ TEST(ThemeValidate, EachFailureReportsItsMessage) {
     const Failure failures[] = {
         {"empty text", "", "file is empty"},
         {"not JSON", "name: Night", "invalid or missing name"},
-        {"name missing", "{\"bgMain\":\"#000\"}", "invalid or missing name"},
         {"name empty", ThemeText("", ""), "invalid or missing name"},
         {"name of 41 bytes", ThemeText("", std::string(41, 'n')), "invalid or missing name"},
         {"name with a tab", ThemeText("", "a\\tb"), "invalid or missing name"},
@@ -65,11 +64,8 @@ TEST(ThemeValidate, EachFailureReportsItsMessage) {
          "invalid or missing font stack"},
         {"pieces an array", ThemeText(SkinMembers("[]")), "skin.pieces is not an object"},
         {"unknown piece", ThemeText(SkinMembers("{\"bogus\":\"AAAA\"}")), "unknown skin piece name: bogus"},
-        {"piece names are case-sensitive", ThemeText(SkinMembers("{" + PieceMember("button") + ",\"Button\":1}")),
-         "unknown skin piece name: Button"},
         {"piece with a line break", ThemeText(SkinMembers("{\"button\":\"AAAA\\nAAAA\"}")),
          "invalid base64 for piece: button"},
-        {"piece a number", ThemeText(SkinMembers("{\"radio\":12}")), "invalid base64 for piece: radio"},
         {"piece over 1 MB decoded", ThemeText(SkinMembers("{\"window\":" + B64(PngBytes(1024, 768, 0x100001)) + "}")),
          "piece exceeds the 1 MB decoded cap: window"},
         {"IHDR says 192 by 65", ThemeText(SkinMembers(button192x65)), "invalid or wrong-size PNG for piece: button"},
@@ -86,8 +82,6 @@ TEST(ThemeValidate, EachFailureReportsItsMessage) {
         {"font of 1023 bytes", ThemeText(SkinMembers("", B64(FontBytes(1023)))), "invalid font magic bytes"},
         {"font with other magic", ThemeText(SkinMembers("", B64(FontBytes(2048, 0x774F4646)))),
          "invalid font magic bytes"},
-        {"a bad skin fails even with good pieces", ThemeText(SkinMembers("{" + PieceMember("panel") + "}", "\"!!!!\"")),
-         "invalid base64 for skin.font"},
     };
     for (const Failure& f : failures) {
         const Outcome o = Validate(f.text);
@@ -106,25 +100,17 @@ struct Success {
 };
 
 TEST(ThemeValidate, QuietExitsAndSkinsThatPass) {
-    const std::string all = [] {
-        std::string members;
-        for (const SkinPiece& p : kSkinPieces) members += (members.empty() ? "" : ",") + PieceMember(p.name);
-        return "{" + members + "}";
-    }();
     const Success successes[] = {
         {"colours only", ThemeText(), -7, false, false},
         {"format 1 with garbage in the skin", ThemeText(",\"format\":1,\"skin\":{\"template\":1,\"pieces\":[]}"), -7,
          false, false},
         {"format 2 without skin", ThemeText(",\"format\":2"), -7, false, false},
-        {"format 2 with an empty skin", ThemeText(",\"format\":2,\"skin\":{}"), -7, false, false},
         {"template 2 with a broken piece",
          ThemeText(",\"format\":2,\"skin\":{\"template\":2,\"pieces\":{\"bogus\":\"?\"}}"), -7, false, false},
         {"format 2.0 is not 2", ThemeText(",\"format\":2.0,\"skin\":{\"template\":1,\"pieces\":[]}"), -7, false, false},
         {"format and template as strings", ThemeText(",\"skin\":{\"template\":\"1\",\"pieces\":{}},\"format\":\"2\""),
          0, false, false},
-        {"empty pieces, no font", ThemeText(SkinMembers("{}")), 0, false, false},
         {"one piece", ThemeText(SkinMembers("{" + PieceMember("switch-knob.on") + "}")), 1, false, true},
-        {"all 24 pieces", ThemeText(SkinMembers(all)), 24, false, true},
         {"a piece listed twice counts twice",
          ThemeText(SkinMembers("{" + PieceMember("radio") + "," + PieceMember("radio") + "}")), 2, false, true},
         {"piece of exactly 1 MB decoded",
@@ -134,7 +120,6 @@ TEST(ThemeValidate, QuietExitsAndSkinsThatPass) {
         {"unknown keys are ignored", ThemeText(",\"author\":{\"x\":[1,2]}" + SkinMembers("{}") + ",\"z\":null"), 0,
          false, false},
         {"name of 40 bytes in UTF-8", ThemeText("", std::string(38, 'n') + "\xc3\xa9"), -7, false, false},
-        {"name with a unicode escape", ThemeText("", "\\u00e9t\\u00e9"), -7, false, false},
     };
     for (const Success& s : successes) {
         const Outcome o = Validate(s.text);
@@ -174,52 +159,25 @@ TEST(ThemeValidate, TheFileCapHoldsAtAndPastItsLimit) {
     EXPECT_EQ(error, "file exceeds the 12 MB cap");
     EXPECT_EQ(raw, "kept");
 
-    WriteFileBytes(dir + "/empty.qvntheme", "");
-    EXPECT_FALSE(ParseAndValidateQvnTheme(dir + "/empty.qvntheme", def, &error));
-    EXPECT_EQ(error, "file is empty");
     EXPECT_FALSE(ParseAndValidateQvnTheme(dir + "/absent.qvntheme", def, &error));
     EXPECT_EQ(error, "could not open file");
-    WriteFileBytes(dir + "/bad.qvntheme", "{}");
-    EXPECT_FALSE(ParseAndValidateQvnTheme(dir + "/bad.qvntheme", def, &error));
-    EXPECT_EQ(error, "invalid or missing name");
     EXPECT_FALSE(ParseAndValidateQvnTheme(dir, def));  // a folder is no theme
     std::filesystem::remove_all(dir);
 }
 
 TEST(ThemeValues, Colours) {
-    for (const char* good : {"#ABC", "#abcdef", "#09aF3c", "rgb(0,0,0)", "rgb(1, 2 ,003)", "rgb(1,2,3,)",
-                             "rgb(255,255,255)", "rgb(  7  ,8,9)"}) {
+    for (const char* good : {"#ABC", "#09aF3c", "rgb(1, 2 ,003)", "rgb(1,2,3,)", "rgb(255,255,255)"}) {
         EXPECT_TRUE(IsValidThemeColor(good)) << good;
     }
-    for (const char* bad : {"",
-                            "#",
-                            "#abcd",
-                            "#abg",
-                            "#12345g",
-                            "#abcdeff",
-                            "red",
-                            "rgb(0,0,0",
-                            "rgb(1,2)",
-                            "rgb(1,2,3,4)",
-                            "rgb( ,2,3)",
-                            "rgb(1 2,3,4)",
-                            "rgb(256,0,0)",
-                            "rgb(1,2,3,,)",
-                            "rgb(0001,2,3)",
-                            "rgb(+1,2,3)",
-                            "rgb(1,\t2,3)",
-                            "rgb()",
-                            "rgb(",
-                            "RGB(1,2,3)",
-                            "rgba(1,2,3)",
-                            "rgb(1,,2,3)",
-                            " #abc"}) {
+    for (const char* bad :
+         {"", "#abcd", "#abg", "red", "rgb(0,0,0", "rgb(", "rgb(1,2)", "rgb(1,2,3,4)", "rgb( ,2,3)", "rgb(256,0,0)",
+          "rgb(0001,2,3)", "rgb(+1,2,3)", "rgb(1,\t2,3)", "RGB(1,2,3)", "rgb(1,2,3,,)"}) {
         EXPECT_FALSE(IsValidThemeColor(bad)) << bad;
     }
 }
 
 TEST(ThemeValues, StrictBase64AndDecoding) {
-    for (const char* good : {"AAAA", "AA==", "AAA=", "+/+/", "QUJD", "QUJDRA=="}) {
+    for (const char* good : {"AA==", "AAA=", "+/+/", "QUJDRA=="}) {
         EXPECT_TRUE(IsStrictBase64(good)) << good;
     }
     for (const char* bad :
@@ -258,10 +216,6 @@ TEST(ThemeValues, ObjectKeyScanner) {
         {"[{\"a\":1}]", {"a"}},  // behind the first brace, wherever it is
     };
     for (const auto& [text, keys] : cases) EXPECT_EQ(EnumerateJsonObjectKeys(text), keys) << text;
-    EXPECT_EQ(std::size(kSkinPieces), 24u);
-    EXPECT_EQ(FindSkinPiece("scroll-track.on"), nullptr);
-    ASSERT_NE(FindSkinPiece("window"), nullptr);
-    EXPECT_EQ(FindSkinPiece("window")->height, 768);
 }
 
 }  // namespace
