@@ -10,22 +10,8 @@
 
 namespace {
 
-UnifiedEvent Key(double t) {
-    UnifiedEvent e;
-    e.type = EventKey;
-    e.time = t;
-    e.vk = 65;
-    e.down = true;
-    return e;
-}
-
-UnifiedEvent Click(double t, uint64_t flags) {
-    UnifiedEvent e;
-    e.type = EventMouseClick;
-    e.time = t;
-    e.mouseFlags = flags;
-    return e;
-}
+UnifiedEvent Key(double t) { return UnifiedEvent{EventKey, t, 0, 0, 0, 65, true, 0}; }
+UnifiedEvent Click(double t, uint64_t flags) { return UnifiedEvent{EventMouseClick, t, 0, 0, flags, 0, false, 0}; }
 
 std::vector<double> Times(const std::vector<UnifiedEvent>& ev) {
     std::vector<double> t;
