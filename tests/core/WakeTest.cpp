@@ -31,7 +31,7 @@ TEST_F(WakeTest, ZeroAndNonsenseIntervalsReturnAtOnce) {
 }
 
 TEST_F(WakeTest, WaitsTheIntervalFromTheCall) {
-    for (double ms : {0.4, 3.0, 20.0}) {
+    for (double ms : {0.4, 20.0}) {
         const auto t = Clock::now();
         WaitIntervalOrWake(g_AutoClickWake, ms);
         const double took = MsSince(t);
@@ -103,17 +103,13 @@ TEST_F(WakeTest, SignalThreadActsOnEveryWake) {
     });
     a.join();
     b.join();
-    const auto deadline = Clock::now() + std::chrono::seconds(5);
-    while ((triggerAutoClicker || triggerKeySpam) && Clock::now() < deadline) std::this_thread::yield();
-    EXPECT_FALSE(triggerAutoClicker);
-    EXPECT_FALSE(triggerKeySpam);
+    EXPECT_TRUE(WaitUntil([] { return !triggerAutoClicker && !triggerKeySpam; }));
 
     // A single wake is enough for a fresh trigger.
     const bool before = isAutoClicking;
     triggerAutoClicker = true;
     WakeSignalProcessor();
-    while (isAutoClicking == before && Clock::now() < deadline) std::this_thread::yield();
-    EXPECT_NE(isAutoClicking.load(), before);
+    EXPECT_TRUE(WaitUntil([before] { return isAutoClicking != before; }));
 
     g_AppRunning = false;
     WakeSignalProcessor();
