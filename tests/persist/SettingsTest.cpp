@@ -148,17 +148,6 @@ TEST(NumbersTest, LeadingNumberOrNothing) {
     EXPECT_EQ(out, "1000.12 0.5 3 1e-07 1.23457e+08 ");
 }
 
-TEST(EventLineTest, WriteAndReadBack) {
-    UnifiedEvent e{EventMouseClick, 1000.123, -5, 7, 2, 0, true, -120};
-    std::string line;
-    AppendEventLine(line, e);
-    EXPECT_EQ(line, "2,1000.12,-5,7,2,0,1,-120");
-    UnifiedEvent back;
-    ASSERT_TRUE(ParseEventLine(line, back, MissingScrollDelta::RepeatLastField));
-    e.time = 1000.12;
-    EXPECT_EQ(back, e);
-}
-
 TEST(EventLineTest, ShortAndBrokenLines) {
     const struct {
         const char* line;
