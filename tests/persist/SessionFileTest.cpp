@@ -66,7 +66,6 @@ TEST_F(SessionFileTest, LoadQuirks) {
         size_t profileCount;  // after the load, with the starting single profile when nothing loaded
         int current;
     } cases[] = {
-        {"no file content", "", false, 1, 0},
         {"first line is not settings", "CURRENT:0\nPROFILE:a\n", false, 1, 0},
         {"only settings", kSettings, false, 1, 0},
         {"index out of range", kSettings + "CURRENT:5\nPROFILE:a\nPROFILE:b\nPROFILE:c\n", true, 3, 0},
