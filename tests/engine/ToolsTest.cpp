@@ -24,13 +24,11 @@ TEST(ToolSettingsTest, IntervalHasAOneMillisecondFloor) {
         int32_t h, m, s, ms;
         double expected;
     };
-    const Case table[] = {
-        {0, 0, 0, 0, 1.0},
-        {1, 2, 3, 4, 3723004.0},
-        {-1, 0, 0, 100, 1.0},
-        {0, 0, -1, 1500, 500.0},
-        {2147483647, 0, 0, 0, 2147483647.0 * 3600000.0},
-    };
+    const Case table[] = {{0, 0, 0, 0, 1.0},
+                          {1, 2, 3, 4, 3723004.0},
+                          {-1, 0, 0, 100, 1.0},
+                          {0, 0, -1, 1500, 500.0},
+                          {2147483647, 0, 0, 0, 2147483647.0 * 3600000.0}};
     for (const auto& c : table) {
         EXPECT_EQ(ToolIntervalMs(c.h, c.m, c.s, c.ms), c.expected) << c.h << "," << c.m << "," << c.s << "," << c.ms;
     }
