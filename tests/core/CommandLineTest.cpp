@@ -21,7 +21,6 @@ TEST(CommandLineTest, Table) {
         int pid;
     } cases[] = {
         {{}, RunMode::Master, "", "", 0},
-        {{"--bogus", "x"}, RunMode::Master, "", "", 0},
         {{"--update-manifest=x", "--selftest-update=y"}, RunMode::SelfTestUpdate, "x", "y", 0},
         {{"--selftest-update=y", "--update-manifest=x"}, RunMode::SelfTestUpdate, "", "y", 0},
         {{"--selftest-update="}, RunMode::SelfTestUpdate, "", "", 0},

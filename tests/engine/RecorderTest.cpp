@@ -95,14 +95,6 @@ TEST_F(ContinueTest, AnyEditClosesTheUndo) {
     profiles[0].events.erase(profiles[0].events.begin());
     Pass(triggerUndoContinue);
     EXPECT_EQ(profiles[0].events.size(), 2u);
-
-    // A NaN time never equals itself, so it closes the undo too.
-    ResetAppState();
-    profiles[0].events = {Key(1.0)};
-    Pass(triggerRecordContinue);
-    RecordEvent(Key(NAN));
-    Pass(triggerRecordStop);
-    EXPECT_FALSE(CanUndo());
 }
 
 TEST_F(ContinueTest, FreshRecordingClearsTheMacroAndTheUndo) {

@@ -1,7 +1,6 @@
 // Import staging: clean macros go straight in, anything found waits in the one slot for its id.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <fstream>
 
 #include "core/AppState.h"
@@ -141,7 +140,6 @@ TEST(SelfTest, PassesOnThisBuild) {
     TempDir tmp;
     std::string report;
     EXPECT_TRUE(MacroImportSelfTest(tmp.path() + "/t.qvnmacro", report)) << report;
-    EXPECT_EQ(std::count(report.begin(), report.end(), '\n'), 6);
     EXPECT_FALSE(PlatformFileExists(tmp.path() + "/t.qvnmacro"));
 }
 
