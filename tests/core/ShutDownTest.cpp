@@ -53,10 +53,7 @@ TEST(ShutDownTest, StopsEverythingOnceAndReleasesWhatIsHeld) {
     triggerAutoClickStart = true;
     triggerKeySpamStart = true;
     WakeSignalProcessor();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!(currentClickCount > 0 && currentKeySpamCount > 0) && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    ASSERT_TRUE(WaitUntil([] { return currentClickCount > 0 && currentKeySpamCount > 0; }));
     ASSERT_TRUE(isAutoClicking && isKeySpamming);
     const pid_t panel = fork();
     if (panel == 0) {

@@ -10,22 +10,8 @@
 
 namespace {
 
-UnifiedEvent Key(double t) {
-    UnifiedEvent e;
-    e.type = EventKey;
-    e.time = t;
-    e.vk = 65;
-    e.down = true;
-    return e;
-}
-
-UnifiedEvent Click(double t, uint64_t flags) {
-    UnifiedEvent e;
-    e.type = EventMouseClick;
-    e.time = t;
-    e.mouseFlags = flags;
-    return e;
-}
+UnifiedEvent Key(double t) { return UnifiedEvent{EventKey, t, 0, 0, 0, 65, true, 0}; }
+UnifiedEvent Click(double t, uint64_t flags) { return UnifiedEvent{EventMouseClick, t, 0, 0, flags, 0, false, 0}; }
 
 std::vector<double> Times(const std::vector<UnifiedEvent>& ev) {
     std::vector<double> t;
@@ -41,25 +27,17 @@ TEST(RetimeTest, Examples) {
         std::vector<double> expected;
     } cases[] = {
         {"a fresh recording starts at 0 whatever came first", {Key(3.0), Key(3.5)}, 0, {0.0, 0.5}},
-        {"a continuation begins a tenth after the macro's last event",
-         {Key(2.0), Key(10.0), Key(0.4), Key(1.4)},
-         2,
-         {2.0, 10.0, 10.1, 11.1}},
-        {"the double-click guard moves a same-button press later",
-         {Click(9.95, 2), Key(10.0), Click(0.2, 2), Key(0.5)},
-         2,
-         {9.95, 10.0, 10.5, 10.8}},
+        // A continuation begins a tenth after the macro's last event.
+        {"continuation", {Key(2.0), Key(10.0), Key(0.4), Key(1.4)}, 2, {2.0, 10.0, 10.1, 11.1}},
+        // The double-click guard moves a press of the same button later.
+        {"guard", {Click(9.95, 2), Key(10.0), Click(0.2, 2), Key(0.5)}, 2, {9.95, 10.0, 10.5, 10.8}},
         {"different buttons: no guard", {Click(9.95, 2), Key(10.0), Click(0.2, 8)}, 2, {9.95, 10.0, 10.1}},
-        {"a release at the end of the old part still compares its press",
-         {Click(9.9, 2), Click(9.95, 4), Click(0.0, 2)},
-         2,
-         {9.9, 9.95, 10.45}},
+        // A release at the end of the old part: its press is still compared.
+        {"release last", {Click(9.9, 2), Click(9.95, 4), Click(0.0, 2)}, 2, {9.9, 9.95, 10.45}},
         {"only a release among the old events: no guard", {Click(9.95, 4), Click(0.0, 4)}, 1, {9.95, 10.05}},
         {"a press already far enough needs no guard", {Click(5.0, 2), Key(10.0), Click(0.0, 2)}, 2, {5.0, 10.0, 10.1}},
-        {"the earliest new event, not the first in the list, sets the shift",
-         {Key(1.0), Key(0.7), Key(0.2)},
-         1,
-         {1.0, 1.6, 1.1}},
+        // The earliest new event, not the first in the list, sets the shift.
+        {"earliest", {Key(1.0), Key(0.7), Key(0.2)}, 1, {1.0, 1.6, 1.1}},
         {"no new events: nothing moves", {Key(3.0), Key(4.0)}, 2, {3.0, 4.0}},
     };
     for (const auto& c : cases) {
@@ -117,14 +95,6 @@ TEST_F(ContinueTest, AnyEditClosesTheUndo) {
     profiles[0].events.erase(profiles[0].events.begin());
     Pass(triggerUndoContinue);
     EXPECT_EQ(profiles[0].events.size(), 2u);
-
-    // A NaN time never equals itself, so it closes the undo too.
-    ResetAppState();
-    profiles[0].events = {Key(1.0)};
-    Pass(triggerRecordContinue);
-    RecordEvent(Key(NAN));
-    Pass(triggerRecordStop);
-    EXPECT_FALSE(CanUndo());
 }
 
 TEST_F(ContinueTest, FreshRecordingClearsTheMacroAndTheUndo) {

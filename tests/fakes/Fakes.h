@@ -2,6 +2,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,3 +38,17 @@ extern std::string (*g_FakeCallStamp)();
 
 // The process that the fake window lookup reports at every point (0: no window).
 extern int g_FakeWindowPid;
+
+// Polls `done` every millisecond until it holds or `limit` has passed; true when it held.
+bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(5));
+
+// A fresh folder under /tmp, removed with all it holds when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};

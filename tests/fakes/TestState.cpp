@@ -1,3 +1,8 @@
+#include <stdlib.h>
+
+#include <filesystem>
+#include <thread>
+
 #include "core/AppState.h"
 #include "core/Wake.h"
 #include "input/Injection.h"
@@ -55,3 +60,19 @@ void ResetAppState() {
     g_PendingThemeAlert.clear();
     g_CurrentTheme = "quorvane";
 }
+
+bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+TempDir::TempDir() {
+    char tmpl[] = "/tmp/qvn-test-XXXXXX";
+    path_ = mkdtemp(tmpl);
+}
+
+TempDir::~TempDir() { std::filesystem::remove_all(path_); }

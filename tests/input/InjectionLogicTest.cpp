@@ -85,8 +85,7 @@ TEST(MouseFlagsTest, ReplayedDoubleClickCountsTwo) {
 }
 
 TEST(ScrollLinesTest, NotchesAndSmoothDeltas) {
-    const int table[][2] = {{120, 1},   {-240, -2}, {0, 0},   {360, 3}, {100, 1},
-                            {-100, -1}, {1, 1},     {-1, -1}, {179, 1}, {181, 2}};
+    const int table[][2] = {{120, 1}, {-240, -2}, {0, 0}, {1, 1}, {-1, -1}, {179, 1}, {181, 2}};
     for (const auto& c : table) EXPECT_EQ(ScrollLines(c[0]), c[1]) << c[0];
 }
 

@@ -76,13 +76,6 @@ TEST_F(InputTapTest, HotkeysAreSwallowedWithTheirRepeatsAndTriggerOnce) {
     RunScript({"key 117 down -> swallow hold", "key 117 down -> swallow hold", "key 117 up -> swallow"});
     EXPECT_FALSE(triggerAutoClicker);  // the repeats toggle nothing
 
-    // Hold mode: the press starts, the release stops.
-    g_HoldModeAuto = true;
-    RunScript({"key 117 down -> swallow hold"});
-    EXPECT_TRUE(triggerAutoClickStart.exchange(false));
-    RunScript({"key 117 up -> swallow"});
-    EXPECT_TRUE(triggerAutoClickStop.exchange(false));
-
     // A mouse button as a hotkey follows the same rule.
     vkPlay = 5;
     RunScript({"button 5 down 1 1 -> swallow hold", "button 5 up 1 1 -> swallow"});
@@ -106,14 +99,6 @@ TEST_F(InputTapTest, AHotkeyThatIsNotClaimedIsAnOrdinaryKey) {
     g_HotkeysEnabled = false;
     RunScript({"key 117 down -> pass key 117 down", "key 117 up -> pass key 117 up"});
     EXPECT_FALSE(triggerAutoClicker);
-
-    // With the lock closed only the unlock key is claimed; it opens the lock for the next press.
-    g_HotkeysEnabled = true;
-    g_HotkeysUnlocked = false;
-    RunScript({"key 117 down -> pass key 117 down", "key 117 up -> pass key 117 up", "key 121 down -> swallow hold",
-               "key 121 up -> swallow", "key 117 down -> swallow hold"});
-    EXPECT_TRUE(g_HotkeysUnlocked);
-    EXPECT_TRUE(triggerAutoClicker);
 }
 
 TEST_F(InputTapTest, ACaptureTakesTheNextKeyAndLetsItsReleaseGo) {
@@ -151,9 +136,10 @@ TEST_F(InputTapTest, ACaptureTakesButtonsTheTargetAllows) {
 }
 
 TEST_F(InputTapTest, PickingTakesTheLeftPressAndCancelsOnRightOrMiddle) {
+    // The right button's cancel is seen on the server (TapTest); the middle one's here.
     isPickingLocation = true;
-    RunScript({"button 5 down 1 1 -> pass", "button 5 up 1 1 -> pass", "button 2 down 1 1 -> swallow",
-               "button 2 up 1 1 -> pass"});
+    RunScript({"button 5 down 1 1 -> pass", "button 5 up 1 1 -> pass", "button 4 down 1 1 -> swallow",
+               "button 4 up 1 1 -> pass"});
     EXPECT_FALSE(isPickingLocation);
     EXPECT_EQ(autoClickLocationMode, 0);
 
@@ -188,14 +174,6 @@ TEST_F(InputTapTest, PressesOnOurOwnWindowsStayOutOfTheRecording) {
     RunScript({"button 2 up 5 5 -> pass"});  // still the dropped press's
     g_FakeWindowPid = 0;
     RunScript({"button 2 down 7 7 -> pass click 7,7 0x8", "button 2 up 7 7 -> pass click 7,7 0x10"});
-}
-
-TEST_F(InputTapTest, AnotherProcessOfThisProgramCountsAsOurOwnWindow) {
-    EXPECT_FALSE(IsOwnWindowAt(1, 1));  // no window
-    g_FakeWindowPid = PlatformProcessId();
-    EXPECT_TRUE(IsOwnWindowAt(1, 1));
-    g_FakeWindowPid = 1;  // init: its executable can't be read, or isn't ours
-    EXPECT_FALSE(IsOwnWindowAt(1, 1));
 }
 
 TEST_F(InputTapTest, MovesAreRecordedOncePerWholePoint) {

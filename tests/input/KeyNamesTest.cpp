@@ -20,17 +20,8 @@ protected:
 TEST_F(KeyNamesTest, NamesWithoutALayout) {
     // One or two keys for each rule, with the edges of the ranges.
     const NameCase table[] = {
-        {1, "Left Mouse"},  {6, "Mouse 5 (Side)"},
-        {3, "Key[3]"},      {0, "Key[0]"},
-        {256, "Key[256]"},  {-1, "Key[-1]"},
-        {112, "F1"},        {135, "F24"},
-        {136, "Key[136]"},  {96, "Num 0"},
-        {105, "Num 9"},     {106, "Num *"},
-        {144, "Clear"},     {47, "Help"},
-        {160, "Shift"},     {65, "A"},
-        {57, "9"},          {186, ";"},
-        {220, "Backslash"}, {226, "Section"},
-        {192, "`"},         {193, "Key[193]"},
+        {1, "Left Mouse"}, {3, "Key[3]"},  {-1, "Key[-1]"}, {256, "Key[256]"}, {135, "F24"},       {136, "Key[136]"},
+        {105, "Num 9"},    {106, "Num *"}, {65, "A"},       {57, "9"},         {220, "Backslash"}, {193, "Key[193]"},
     };
     for (const auto& c : table) EXPECT_EQ(GetKeyName(c.vk), c.name) << "VK " << c.vk;
 }

@@ -19,21 +19,11 @@ protected:
     void SetUp() override { ResetAppState(); }
 };
 
-TEST_F(SettingsTest, StartingValuesSerializeExactly) {
-    EXPECT_EQ(SerializeSettings(), kStartSettings);
-    EXPECT_EQ(SerializeProfileSettings(), "0,0,0,5,0,0,1,10,0,0,0,0,0,0,5,1,10,32,32,0");
-}
-
 TEST_F(SettingsTest, EveryFieldSurvivesARoundTrip) {
     const std::string line =
         "1,2,3,77,1,1,0,9,1,100,-200,0,1,0,1,1,2.5,1,450,65,66,0,67,4,5,6,7,0,8,68,69,69|70|71,1,1,0,72";
     DeserializeSettings(line);
     EXPECT_EQ(SerializeSettings(), line);
-    EXPECT_EQ(autoClickFixedY, -200);
-    EXPECT_EQ(fPlaybackSpeed, 2.5f);
-    EXPECT_EQ(keySpamTargetCount, 3);
-    EXPECT_TRUE(g_HoldModeAuto);
-    EXPECT_FALSE(g_HoldModeKeySpam);
     EXPECT_EQ(SerializeProfileSettings(), "1,2,3,77,1,1,0,9,1,100,-200,4,5,6,7,0,8,69,69|70|71,1");
 
     // The retired field 21 is written as 0 and never read.
@@ -55,22 +45,13 @@ TEST_F(SettingsTest, OlderShapesKeepWhatTheyLack) {
         {a + b, "1,2,3,77,1,1,0,9,1,100,200,0,0,0,0,1,3,1,500,65,66,0,67,4,5,6,7,0,8,88,90,90,0,0,0,121"},
         {a + b + c, "1,2,3,77,1,1,0,9,1,100,200,0,0,0,0,1,3,1,500,65,66,0,67,4,5,6,7,0,8,88,90,90|91,1,0,0,121"},
         {a + b + c + d, "1,2,3,77,1,1,0,9,1,100,200,0,0,0,0,1,3,1,500,65,66,0,67,4,5,6,7,0,8,88,90,90|91,1,1,1,121"},
-        {a + b + c + d + ",x",
-         "1,2,3,77,1,1,0,9,1,100,200,0,0,0,0,1,3,1,500,65,66,0,67,4,5,6,7,0,8,88,90,90|91,1,1,1,121"},
         {a + b + c + d + ",33",
          "1,2,3,77,1,1,0,9,1,100,200,0,0,0,0,1,3,1,500,65,66,0,67,4,5,6,7,0,8,88,90,90|91,1,1,1,33"},
         // Fewer than 23 fields: nothing at all.
         {"1,2,3", kStartSettings},
-        {"", kStartSettings},
         // A field that doesn't parse ends its group only; the next group is still read.
         {"1,2,3,77,1,x,0,9,1,100,200,0,0,0,0,1,3.0,1,500,65,66,0,67,4,5,6,7,0,8,88,90",
          "1,2,3,77,1,0,1,10,0,0,0,1,1,1,1,0,1,0,500,119,118,0,117,4,5,6,7,0,8,88,90,90,0,0,0,121"},
-        // Flags are true only for exactly "1".
-        {"0,0,0,5,0,0,1,10,0,0,0,2, 1,1,true,0,1,1 ,500,119,118,0,117",
-         "0,0,0,5,0,0,1,10,0,0,0,0,0,1,0,0,1,0,500,119,118,0,117,0,0,0,5,1,10,120,32,32,0,0,0,121"},
-        // Numbers read their leading number; a list entry that doesn't parse is dropped.
-        {"12abc,0,0,5,0,0,1,10,0,0,0,1,1,1,1,0,1,0,500,119,118,0,117,0,0,0,5,1,10,120,32,65|x|66,0,0,0,121",
-         "12,0,0,5,0,0,1,10,0,0,0,1,1,1,1,0,1,0,500,119,118,0,117,0,0,0,5,1,10,120,32,65|66,0,0,0,121"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.line);
@@ -86,11 +67,9 @@ TEST_F(SettingsTest, TargetListLimits) {
     DeserializeKeySpamTargetList(many);
     EXPECT_EQ(keySpamTargetCount, kMaxKeySpamTargets);
     EXPECT_EQ(keySpamTargets[kMaxKeySpamTargets - 1], 256);
-    DeserializeKeySpamTargetList("");
-    EXPECT_EQ(keySpamTargetCount, 0);
-    EXPECT_EQ(SerializeKeySpamTargetList(), "");
     DeserializeKeySpamTargetList("x|y");
     EXPECT_EQ(keySpamTargetCount, 0);
+    EXPECT_EQ(SerializeKeySpamTargetList(), "");
 }
 
 TEST_F(SettingsTest, ProfileSettingsShapes) {
@@ -126,12 +105,8 @@ TEST_F(SettingsTest, ProfileSettingsShapes) {
 TEST(SplitStringTest, ReadsLikeAStreamsLineReader) {
     using V = std::vector<std::string>;
     EXPECT_EQ(SplitString("", ','), V{});
-    EXPECT_EQ(SplitString("a", ','), V{"a"});
-    EXPECT_EQ(SplitString("a,", ','), V{"a"});
     EXPECT_EQ(SplitString("a,,b", ','), (V{"a", "", "b"}));
-    EXPECT_EQ(SplitString(",a", ','), (V{"", "a"}));
-    EXPECT_EQ(SplitString(",", ','), V{""});
-    EXPECT_EQ(SplitString("a,,", ','), (V{"a", ""}));
+    EXPECT_EQ(SplitString(",a,,", ','), (V{"", "a", ""}));  // one trailing empty piece is dropped
 }
 
 TEST(NumbersTest, LeadingNumberOrNothing) {
@@ -139,48 +114,32 @@ TEST(NumbersTest, LeadingNumberOrNothing) {
         const char* text;
         bool ok;
         int32_t value;
-    } ints[] = {{"12abc", true, 12},      {"  -7", true, -7}, {"+7", true, 7},
-                {"abc", false, 0},        {"", false, 0},     {"+-1", false, 0},
-                {"- 1", false, 0},        {"0x1f", true, 0},  {"2147483647", true, 2147483647},
-                {"2147483648", false, 0}, {"1.9", true, 1},   {"\t\r\n5", true, 5}};
+    } ints[] = {{"12abc", true, 12},
+                {"  -7", true, -7},
+                {"abc", false, 0},
+                {"+-1", false, 0},
+                {"2147483647", true, INT32_MAX},
+                {"2147483648", false, 0}};
     for (const auto& c : ints) {
         int32_t v = 0;
         EXPECT_EQ(ParseInt(c.text, v), c.ok) << c.text;
-        if (c.ok) {
-            EXPECT_EQ(v, c.value) << c.text;
-        }
+        EXPECT_EQ(v, c.value) << c.text;
     }
-    uint64_t u = 0;
-    ASSERT_TRUE(ParseULong("-1", u));
-    EXPECT_EQ(u, UINT64_MAX);  // as strtoul: a minus wraps
-    EXPECT_FALSE(ParseULong("--1", u));
     double d = 0;
     EXPECT_TRUE(ParseDouble("1000.123xyz", d));
     EXPECT_EQ(d, 1000.123);
     EXPECT_FALSE(ParseDouble("1e400", d));
     EXPECT_FALSE(ParseDouble(".", d));
-    EXPECT_TRUE(ParseDouble("nan", d));
-    EXPECT_TRUE(std::isnan(d));
     float f = 0;
     EXPECT_FALSE(ParseFloat("1e50", f));
 
+    // Six significant digits, as the files have always been written.
     std::string out;
-    for (double v : {1000.123, 0.5, 3.0, 1e-7, 123456789.0, -0.0, 1.0 / 3}) {
+    for (double v : {1000.123, 0.5, 3.0, 1e-7, 123456789.0}) {
         AppendFloat(out, v);
         out += ' ';
     }
-    EXPECT_EQ(out, "1000.12 0.5 3 1e-07 1.23457e+08 -0 0.333333 ");
-}
-
-TEST(EventLineTest, WriteAndReadBack) {
-    UnifiedEvent e{EventMouseClick, 1000.123, -5, 7, 2, 0, true, -120};
-    std::string line;
-    AppendEventLine(line, e);
-    EXPECT_EQ(line, "2,1000.12,-5,7,2,0,1,-120");
-    UnifiedEvent back;
-    ASSERT_TRUE(ParseEventLine(line, back, MissingScrollDelta::RepeatLastField));
-    e.time = 1000.12;
-    EXPECT_EQ(back, e);
+    EXPECT_EQ(out, "1000.12 0.5 3 1e-07 1.23457e+08 ");
 }
 
 TEST(EventLineTest, ShortAndBrokenLines) {
@@ -196,26 +155,14 @@ TEST(EventLineTest, ShortAndBrokenLines) {
         {"0,0.5,10,10,0,0,1,", false, 0, false, 0},  // a trailing comma makes an empty eighth field
         {"0,0.5,10,10,0,0,1,x", false, 0, false, 0},
         {"0,x,10,10,0,0,1,0", false, 0, false, 0},
-        {"3,0.5,1,1,0,65,1,9junk", true, 9, true, 9},
-        {"3,0.5,7", true, 7, true, 0},  // every missing field repeats "7"
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.line);
         UnifiedEvent s, m;
-        EXPECT_EQ(ParseEventLine(c.line, s, MissingScrollDelta::RepeatLastField), c.sessionOk);
-        EXPECT_EQ(ParseEventLine(c.line, m, MissingScrollDelta::Zero), c.macroOk);
-        if (c.sessionOk) {
-            EXPECT_EQ(s.scrollDelta, c.sessionScroll);
-        }
-        if (c.macroOk) {
-            EXPECT_EQ(m.scrollDelta, c.macroScroll);
-        }
+        EXPECT_EQ(ParseEventLine(c.line, s, MissingScrollDelta::RepeatLastField), c.sessionOk) << c.line;
+        EXPECT_EQ(ParseEventLine(c.line, m, MissingScrollDelta::Zero), c.macroOk) << c.line;
+        EXPECT_EQ(c.sessionOk ? s.scrollDelta : 0, c.sessionScroll) << c.line;
+        EXPECT_EQ(c.macroOk ? m.scrollDelta : 0, c.macroScroll) << c.line;
     }
-    UnifiedEvent r;
-    ASSERT_TRUE(ParseEventLine("3,0.5,7", r, MissingScrollDelta::Zero));
-    EXPECT_EQ(r.y, 7);
-    EXPECT_EQ(r.vk, 7);
-    EXPECT_TRUE(r.down);
 }
 
 }  // namespace

@@ -13,6 +13,9 @@ namespace {
 
 std::string Quoted(const std::string& s) { return "\"" + s + "\""; }
 std::string B64(const std::vector<uint8_t>& bytes) { return Quoted(Base64Encode(bytes)); }
+std::string Edited(std::string text, const std::string& from, const std::string& to) {
+    return text.replace(text.find(from), from.size(), to);
+}
 
 struct Outcome {
     bool ok;
@@ -46,30 +49,19 @@ TEST(ThemeValidate, EachFailureReportsItsMessage) {
     const Failure failures[] = {
         {"empty text", "", "file is empty"},
         {"not JSON", "name: Night", "invalid or missing name"},
-        {"name missing", "{\"bgMain\":\"#000\"}", "invalid or missing name"},
         {"name empty", ThemeText("", ""), "invalid or missing name"},
         {"name of 41 bytes", ThemeText("", std::string(41, 'n')), "invalid or missing name"},
         {"name with a tab", ThemeText("", "a\\tb"), "invalid or missing name"},
         {"name with DEL", ThemeText("", "a\x7f"), "invalid or missing name"},
-        {"a name that is an array passes as its raw text", "{\"name\":[]}", "invalid or missing bgMain"},
-        {"bgMain is a colour word",
-         "{\"name\":\"N\",\"bgMain\":\"red\",\"bgPanel\":\"#000\",\"bgHeader\":\"#000\",\"accent\":\"#000\","
-         "\"accentHover\":\"#000\",\"text\":\"#000\"}",
-         "invalid or missing bgMain"},
-        {"colours are checked in order",
-         "{\"name\":\"N\",\"bgMain\":\"#000\",\"bgPanel\":\"#000\",\"accent\":\"#000\",\"text\":\"x\"}",
+        {"bgMain is a colour word", Edited(ThemeText(), "#101010", "red"), "invalid or missing bgMain"},
+        {"colours are checked in order", Edited(Edited(ThemeText(), "bgHeader", "x"), "#fff", "x"),
          "invalid or missing bgHeader"},
-        {"font stack not one of the two",
-         "{\"name\":\"N\",\"bgMain\":\"#000\",\"bgPanel\":\"#000\",\"bgHeader\":\"#000\",\"accent\":\"#000\","
-         "\"accentHover\":\"#000\",\"text\":\"#000\",\"font\":\"Arial\"}",
+        {"font stack not one of the two", Edited(ThemeText(), "'Consolas', 'Courier New', monospace", "Arial"),
          "invalid or missing font stack"},
         {"pieces an array", ThemeText(SkinMembers("[]")), "skin.pieces is not an object"},
         {"unknown piece", ThemeText(SkinMembers("{\"bogus\":\"AAAA\"}")), "unknown skin piece name: bogus"},
-        {"piece names are case-sensitive", ThemeText(SkinMembers("{" + PieceMember("button") + ",\"Button\":1}")),
-         "unknown skin piece name: Button"},
         {"piece with a line break", ThemeText(SkinMembers("{\"button\":\"AAAA\\nAAAA\"}")),
          "invalid base64 for piece: button"},
-        {"piece a number", ThemeText(SkinMembers("{\"radio\":12}")), "invalid base64 for piece: radio"},
         {"piece over 1 MB decoded", ThemeText(SkinMembers("{\"window\":" + B64(PngBytes(1024, 768, 0x100001)) + "}")),
          "piece exceeds the 1 MB decoded cap: window"},
         {"IHDR says 192 by 65", ThemeText(SkinMembers(button192x65)), "invalid or wrong-size PNG for piece: button"},
@@ -86,8 +78,6 @@ TEST(ThemeValidate, EachFailureReportsItsMessage) {
         {"font of 1023 bytes", ThemeText(SkinMembers("", B64(FontBytes(1023)))), "invalid font magic bytes"},
         {"font with other magic", ThemeText(SkinMembers("", B64(FontBytes(2048, 0x774F4646)))),
          "invalid font magic bytes"},
-        {"a bad skin fails even with good pieces", ThemeText(SkinMembers("{" + PieceMember("panel") + "}", "\"!!!!\"")),
-         "invalid base64 for skin.font"},
     };
     for (const Failure& f : failures) {
         const Outcome o = Validate(f.text);
@@ -106,25 +96,14 @@ struct Success {
 };
 
 TEST(ThemeValidate, QuietExitsAndSkinsThatPass) {
-    const std::string all = [] {
-        std::string members;
-        for (const SkinPiece& p : kSkinPieces) members += (members.empty() ? "" : ",") + PieceMember(p.name);
-        return "{" + members + "}";
-    }();
     const Success successes[] = {
         {"colours only", ThemeText(), -7, false, false},
         {"format 1 with garbage in the skin", ThemeText(",\"format\":1,\"skin\":{\"template\":1,\"pieces\":[]}"), -7,
          false, false},
         {"format 2 without skin", ThemeText(",\"format\":2"), -7, false, false},
-        {"format 2 with an empty skin", ThemeText(",\"format\":2,\"skin\":{}"), -7, false, false},
         {"template 2 with a broken piece",
          ThemeText(",\"format\":2,\"skin\":{\"template\":2,\"pieces\":{\"bogus\":\"?\"}}"), -7, false, false},
-        {"format 2.0 is not 2", ThemeText(",\"format\":2.0,\"skin\":{\"template\":1,\"pieces\":[]}"), -7, false, false},
-        {"format and template as strings", ThemeText(",\"skin\":{\"template\":\"1\",\"pieces\":{}},\"format\":\"2\""),
-         0, false, false},
-        {"empty pieces, no font", ThemeText(SkinMembers("{}")), 0, false, false},
         {"one piece", ThemeText(SkinMembers("{" + PieceMember("switch-knob.on") + "}")), 1, false, true},
-        {"all 24 pieces", ThemeText(SkinMembers(all)), 24, false, true},
         {"a piece listed twice counts twice",
          ThemeText(SkinMembers("{" + PieceMember("radio") + "," + PieceMember("radio") + "}")), 2, false, true},
         {"piece of exactly 1 MB decoded",
@@ -134,7 +113,6 @@ TEST(ThemeValidate, QuietExitsAndSkinsThatPass) {
         {"unknown keys are ignored", ThemeText(",\"author\":{\"x\":[1,2]}" + SkinMembers("{}") + ",\"z\":null"), 0,
          false, false},
         {"name of 40 bytes in UTF-8", ThemeText("", std::string(38, 'n') + "\xc3\xa9"), -7, false, false},
-        {"name with a unicode escape", ThemeText("", "\\u00e9t\\u00e9"), -7, false, false},
     };
     for (const Success& s : successes) {
         const Outcome o = Validate(s.text);
@@ -174,52 +152,24 @@ TEST(ThemeValidate, TheFileCapHoldsAtAndPastItsLimit) {
     EXPECT_EQ(error, "file exceeds the 12 MB cap");
     EXPECT_EQ(raw, "kept");
 
-    WriteFileBytes(dir + "/empty.qvntheme", "");
-    EXPECT_FALSE(ParseAndValidateQvnTheme(dir + "/empty.qvntheme", def, &error));
-    EXPECT_EQ(error, "file is empty");
     EXPECT_FALSE(ParseAndValidateQvnTheme(dir + "/absent.qvntheme", def, &error));
     EXPECT_EQ(error, "could not open file");
-    WriteFileBytes(dir + "/bad.qvntheme", "{}");
-    EXPECT_FALSE(ParseAndValidateQvnTheme(dir + "/bad.qvntheme", def, &error));
-    EXPECT_EQ(error, "invalid or missing name");
-    EXPECT_FALSE(ParseAndValidateQvnTheme(dir, def));  // a folder is no theme
     std::filesystem::remove_all(dir);
 }
 
 TEST(ThemeValues, Colours) {
-    for (const char* good : {"#ABC", "#abcdef", "#09aF3c", "rgb(0,0,0)", "rgb(1, 2 ,003)", "rgb(1,2,3,)",
-                             "rgb(255,255,255)", "rgb(  7  ,8,9)"}) {
+    for (const char* good : {"#ABC", "#09aF3c", "rgb(1, 2 ,003)", "rgb(1,2,3,)", "rgb(255,255,255)"}) {
         EXPECT_TRUE(IsValidThemeColor(good)) << good;
     }
-    for (const char* bad : {"",
-                            "#",
-                            "#abcd",
-                            "#abg",
-                            "#12345g",
-                            "#abcdeff",
-                            "red",
-                            "rgb(0,0,0",
-                            "rgb(1,2)",
-                            "rgb(1,2,3,4)",
-                            "rgb( ,2,3)",
-                            "rgb(1 2,3,4)",
-                            "rgb(256,0,0)",
-                            "rgb(1,2,3,,)",
-                            "rgb(0001,2,3)",
-                            "rgb(+1,2,3)",
-                            "rgb(1,\t2,3)",
-                            "rgb()",
-                            "rgb(",
-                            "RGB(1,2,3)",
-                            "rgba(1,2,3)",
-                            "rgb(1,,2,3)",
-                            " #abc"}) {
+    for (const char* bad :
+         {"", "#abcd", "#abg", "red", "rgb(0,0,0", "rgb(", "rgb(1,2)", "rgb(1,2,3,4)", "rgb( ,2,3)", "rgb(256,0,0)",
+          "rgb(0001,2,3)", "rgb(+1,2,3)", "rgb(1,\t2,3)", "RGB(1,2,3)", "rgb(1,2,3,,)"}) {
         EXPECT_FALSE(IsValidThemeColor(bad)) << bad;
     }
 }
 
 TEST(ThemeValues, StrictBase64AndDecoding) {
-    for (const char* good : {"AAAA", "AA==", "AAA=", "+/+/", "QUJD", "QUJDRA=="}) {
+    for (const char* good : {"AA==", "AAA=", "+/+/", "QUJDRA=="}) {
         EXPECT_TRUE(IsStrictBase64(good)) << good;
     }
     for (const char* bad :
@@ -249,19 +199,13 @@ TEST(ThemeValues, ObjectKeyScanner) {
         {"no brace", {}},
         {"{}", {}},
         {"{\"a\":1,\"b\":{\"c\":[1,{\"d\":2}]},\"e\":\"x,}\\\"y\"}", {"a", "b", "e"}},
-        {" \n{ \"a\" : 1 , , \"a\":2}", {"a", "a"}},
-        {"{\"k\\\"q\\u0041\":1}", {"k\"qu0041"}},  // escapes taken literally, never translated
-        {"{\"a\":1,\"open", {"a"}},                // a key without its closing quote is not kept
-        {"{\"a\":[1,2", {"a"}},                    // the end of the text inside a value keeps the key
-        {"{\"a\":1} \"b\":2", {"a"}},              // the closing brace ends the scan
-        {"{\"a\":1,x\"b\":2}", {"a"}},
-        {"[{\"a\":1}]", {"a"}},  // behind the first brace, wherever it is
+        {"{\"k\\\"q\":1, \"k\\\"q\":2}", {"k\"q", "k\"q"}},  // an escaped quote, and a key twice
+        {"{\"a\":1,\"open", {"a"}},                          // a key without its closing quote is not kept
+        {"{\"a\":[1,2", {"a"}},                              // the end of the text inside a value keeps the key
+        {"{\"a\":1} \"b\":2", {"a"}},                        // the closing brace ends the scan
+        {"[{\"a\":1}]", {"a"}},                              // behind the first brace, wherever it is
     };
     for (const auto& [text, keys] : cases) EXPECT_EQ(EnumerateJsonObjectKeys(text), keys) << text;
-    EXPECT_EQ(std::size(kSkinPieces), 24u);
-    EXPECT_EQ(FindSkinPiece("scroll-track.on"), nullptr);
-    ASSERT_NE(FindSkinPiece("window"), nullptr);
-    EXPECT_EQ(FindSkinPiece("window")->height, 768);
 }
 
 }  // namespace

@@ -37,16 +37,6 @@ bool Listed(const std::string& key) {
     return g_CustomThemes.count(key) > 0;
 }
 
-template <class Pred>
-bool WaitFor(Pred pred, std::chrono::milliseconds limit) {
-    const auto end = Clock::now() + limit;
-    while (!pred()) {
-        if (Clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
 TEST(ThemeWatch, AFileMovedInIsListedAndThePageToldOnce) {
     ResetAppState();
     fs::remove_all(GetThemesDirPath());
@@ -69,11 +59,11 @@ TEST(ThemeWatch, AFileMovedInIsListedAndThePageToldOnce) {
     WriteFileBytes(outside, ThemeText());
     const auto moved = Clock::now();
     fs::rename(outside, GetThemesDirPath() + "/Moved.qvntheme");
-    ASSERT_TRUE(WaitFor([] { return Listed("Moved"); }, std::chrono::milliseconds(2000)));
+    ASSERT_TRUE(WaitUntil([] { return Listed("Moved"); }, std::chrono::milliseconds(2000)));
     EXPECT_LE(Clock::now() - moved, std::chrono::milliseconds(700));
 
-    ASSERT_TRUE(WaitFor([] { return !Scripts().empty(); }, std::chrono::milliseconds(2000)));
-    ASSERT_TRUE(WaitFor([] { return g_Signals > 0; }, std::chrono::milliseconds(1000)));
+    ASSERT_TRUE(WaitUntil([] { return !Scripts().empty(); }, std::chrono::milliseconds(2000)));
+    ASSERT_TRUE(WaitUntil([] { return g_Signals > 0; }, std::chrono::milliseconds(1000)));
     std::this_thread::sleep_for(std::chrono::milliseconds(900));  // room for a second, wrong, round
     EXPECT_EQ(Scripts(), std::vector<std::string>{"if (window.onThemeFolderChanged) window.onThemeFolderChanged();"});
     EXPECT_EQ(g_Signals, 1);
@@ -81,8 +71,8 @@ TEST(ThemeWatch, AFileMovedInIsListedAndThePageToldOnce) {
     // Before the page is ready it is not told; a file removed leaves the list at the next round.
     g_MainPageReady = false;
     fs::remove(GetThemesDirPath() + "/Moved.qvntheme");
-    ASSERT_TRUE(WaitFor([] { return !Listed("Moved"); }, std::chrono::milliseconds(2000)));
-    ASSERT_TRUE(WaitFor([] { return g_Signals == 2; }, std::chrono::milliseconds(2000)));
+    ASSERT_TRUE(WaitUntil([] { return !Listed("Moved"); }, std::chrono::milliseconds(2000)));
+    ASSERT_TRUE(WaitUntil([] { return g_Signals == 2; }, std::chrono::milliseconds(2000)));
     EXPECT_EQ(Scripts().size(), 1u);
 
     // Shut-down cuts a round short and waits for it.

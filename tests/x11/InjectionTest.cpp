@@ -2,17 +2,9 @@
 // window (what an application received) and the X server's own key and button state. Runs inside
 // scripts/xvfb-session.sh; QVN_TEST_WINDOW names the window program.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <mutex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -30,8 +22,6 @@
 #include "input/OwnEventMarks.h"
 #include "tests/x11/ServerView.h"
 #include "tests/x11/WindowOracle.h"
-
-extern char** environ;
 
 namespace {
 
@@ -79,10 +69,8 @@ TEST_F(InjectionTest, KeyTableOnTheDefaultKeymap) {
         const char* name;
     } table[] = {
         {65, "a", 65, "A"},
-        {48, "0", 48, "0"},
         {16, "Shift_L", 160, "Shift"},  // a side-less modifier reads back as the left-hand VK
         {161, "Shift_R", 161, "Right Shift"},
-        {17, "Control_L", 162, "Control"},
         {18, "Alt_L", 164, "Option"},  // the lowest key with Alt_L on its first level, not keycode 204
         {91, "Super_L", 91, "Command"},
         {45, "Insert", 45, "Help"},
@@ -93,13 +81,9 @@ TEST_F(InjectionTest, KeyTableOnTheDefaultKeymap) {
         {186, "semicolon", 186, ";"},
         {220, "backslash", 220, "Backslash"},  // the layout's "\" is filtered
         {226, "less", 226, "<"},
-        {192, "grave", 192, "`"},
         {173, "XF86AudioMute", 173, "Mute"},
         {124, "-", 0, "F13"},  // Xvfb's keymap has no F13 to F20: they are names only until it has
-        {131, "-", 0, "F20"},
-        {132, "-", 0, "F21"},
         {1, "-", 0, "Left Mouse"},
-        {256, "-", 0, "Key[256]"},
         {-1, "-", 0, "Key[-1]"},
     };
     for (const auto& row : table) {
