@@ -1,0 +1,227 @@
+'use strict';
+// The Spammer, the Key Spammer, and the hotkeys of every tool with their key capture.
+
+Q.tools = (function () {
+  const $ = Q.$;
+  const radio = (name) => document.querySelector('input[name="' + name + '"]:checked');
+  const setRadio = (name, value) => {
+    const r = document.querySelector('input[name="' + name + '"][value="' + value + '"]');
+    if (r) r.checked = true;
+  };
+  const interval = (p) => [p + '-h', p + '-m', p + '-s', p + '-ms'].map((id) => Q.int($(id)));
+  const intervalMs = (p) => { const [h, m, s, ms] = interval(p); return h * 3600000 + m * 60000 + s * 1000 + ms; };
+  let loading = false;
+
+  // ---- Spammer ----
+  // hours, minutes, seconds, ms, button, click type, repeat mode, repeat times, location mode
+  function spammerText() {
+    return interval('sp').concat([
+      Number(radio('sp-btn').value), Number(radio('sp-type').value), Number(radio('sp-rpt').value),
+      Q.int($('sp-times')), Number(radio('sp-loc').value),
+    ]).join(',');
+  }
+  const sendSpammer = Q.debounce(() => { if (!loading) Q.call('updateSpammer', spammerText()); }, 300);
+
+  // ---- Key Spammer ----
+  // hours, minutes, seconds, ms, repeat mode, repeat times
+  function keySpamText() {
+    return interval('ks').concat([Number(radio('ks-rpt').value), Q.int($('ks-times'))]).join(',');
+  }
+  const sendKeySpam = Q.debounce(() => { if (!loading) Q.call('updateKeySpam', keySpamText()); }, 300);
+
+  function wire(panelId, send) {
+    const panel = $(panelId);
+    panel.querySelectorAll('.interval input, .times').forEach((input) => {
+      input.addEventListener('input', () => send());
+      input.addEventListener('change', () => {
+        input.value = Q.int(input);
+        send.now();
+      });
+    });
+    panel.querySelectorAll('input[type=radio]').forEach((r) => r.addEventListener('change', () => send.now()));
+    // Typing a count picks the counted mode.
+    const times = panel.querySelector('.times');
+    times.addEventListener('focus', () => { times.closest('label').querySelector('input[type=radio]').checked = true; send.now(); });
+  }
+
+  function showPoint(x, y) { $('sp-point').textContent = x + ', ' + y; }
+
+  // The settings document fills both tools (and the Tracker's options, in tracker.js).
+  function fill(d) {
+    if (!d || typeof d !== 'object') return;
+    loading = true;
+    const put = (id, v) => { if (typeof v === 'number') $(id).value = v; };
+    put('sp-h', d.sh); put('sp-m', d.sm); put('sp-s', d.ss); put('sp-ms', d.sms);
+    if ([0, 1, 2].includes(d.sbtn)) setRadio('sp-btn', d.sbtn);
+    setRadio('sp-type', d.stype === 1 ? 1 : 0);
+    setRadio('sp-rpt', d.rptMode === 0 ? 0 : 1);
+    put('sp-times', d.rptTimes);
+    setRadio('sp-loc', d.locMode === 1 ? 1 : 0);
+    if (typeof d.fixedX === 'number') showPoint(d.fixedX, d.fixedY);
+    put('ks-h', d.ksh); put('ks-m', d.ksm); put('ks-s', d.kss); put('ks-ms', d.ksms);
+    setRadio('ks-rpt', d.ksRptMode === 0 ? 0 : 1);
+    put('ks-times', d.ksRptTimes);
+    $('sp-hold').checked = d.holdAuto === true;
+    $('ks-hold').checked = d.holdKeySpam === true;
+    loading = false;
+  }
+
+  async function loadSettings() {
+    const d = await Q.call('getSettings');
+    fill(d);
+    if (Q.tracker) Q.tracker.fill(d);
+    return d;
+  }
+
+  // The fixed point is set by the next click anywhere; the settings document shows when it has come.
+  let picking = 0;
+  async function pick() {
+    const before = await Q.call('getSettings');
+    await Q.call('pickLocation');
+    const token = ++picking;
+    $('sp-pick-hint').hidden = false;
+    const until = Date.now() + 30000;
+    while (token === picking && Date.now() < until) {
+      await new Promise((r) => setTimeout(r, 400));
+      const d = await Q.call('getSettings');
+      if (!d || !before) break;
+      if (d.fixedX !== before.fixedX || d.fixedY !== before.fixedY || d.locMode !== before.locMode) {
+        showPoint(d.fixedX, d.fixedY);
+        setRadio('sp-loc', d.locMode === 1 ? 1 : 0);
+        break;
+      }
+    }
+    if (token === picking) $('sp-pick-hint').hidden = true;
+  }
+
+  // A live readout from the tool's own timing: the first click comes at once, then one round per interval
+  // (plus the 15 ms between the two clicks of a double click), up to the count when one is set.
+  let runStart = 0;
+  let ticker = 0;
+  function readout() {
+    const dbl = radio('sp-type').value === '1';
+    const perRound = Math.max(1, intervalMs('sp')) + (dbl ? 15 : 0);
+    let rounds = Math.floor((performance.now() - runStart) / perRound) + 1;
+    if (radio('sp-rpt').value === '0') rounds = Math.min(rounds, Q.int($('sp-times')));
+    $('sp-count').textContent = (rounds * (dbl ? 2 : 1)).toLocaleString('en-US');
+    const cps = (1000 / perRound) * (dbl ? 2 : 1);
+    $('sp-cps').textContent = cps >= 100 ? Math.round(cps).toLocaleString('en-US') : cps.toFixed(1).replace(/\.0$/, '');
+  }
+  function clicking(on) {
+    const box = $('sp-count').closest('.readout');
+    if (on && !ticker) {
+      runStart = performance.now();
+      readout();
+      ticker = setInterval(readout, 100);
+    } else if (!on && ticker) {
+      clearInterval(ticker);
+      ticker = 0;
+    }
+    box.classList.toggle('idle', !on);
+  }
+
+  function startStop(btn, running) {
+    btn.textContent = running ? 'Stop' : 'Start';
+    btn.classList.toggle('stop', running);
+    btn.classList.toggle('accent', !running);
+    btn.dataset.running = running ? '1' : '';
+  }
+
+  async function toggleSpammer() {
+    const btn = $('sp-start');
+    if (btn.dataset.running) return Q.call('stopSpammer');
+    if (intervalMs('sp') < 10) {
+      const go = await Q.warnOnce('spammer-fast', {
+        title: 'Clicking very fast',
+        text: 'Clicking every few milliseconds can flood the window under the cursor. The hotkey ('
+          + (Q.status.hkAuto || 'F6') + ') stops the Spammer at any time.',
+        ok: 'Start', cancel: 'Not now',
+      });
+      if (!go) return;
+    }
+    sendSpammer.now();
+    return Q.call('startSpammer');
+  }
+
+  // ---- Key Spammer targets ----
+  let targetsShown = null;
+  function renderTargets(names) {
+    const key = JSON.stringify(names);
+    if (key === targetsShown) return;
+    targetsShown = key;
+    const list = $('ks-targets');
+    list.replaceChildren(...names.map((name, i) => Q.el('li', {},
+      Q.el('kbd', { text: name || '?' }),
+      Q.el('button', { class: 'x', type: 'button', text: '×', 'aria-label': 'Remove ' + (name || 'key') + ' (' + (i + 1) + ')',
+        onclick: () => Q.call('removeKeySpamTarget', i) }))));
+  }
+
+  // ---- Hotkeys and capture ----
+  const CAPTURE_TITLES = {
+    rec: 'Press the new Record hotkey', play: 'Press the new Play hotkey', auto: 'Press the new Spammer hotkey',
+    keyspamhotkey: 'Press the new Key Spammer hotkey', keyspamtarget: 'Press a key to add to the Key Spammer',
+    unlock: 'Press the new unlock key',
+  };
+  let asked = { word: '', at: 0 };
+
+  function capturing(word) {
+    $('capture-bar').hidden = !word;
+    if (word) $('capture-title').textContent = CAPTURE_TITLES[word] || 'Press a key';
+    document.querySelectorAll('[data-reassign]').forEach((b) => {
+      const on = b.dataset.reassign === word;
+      b.classList.toggle('listening', on);
+      if (b.classList.contains('hotkey')) {
+        b.querySelector('kbd').textContent = on ? '…' : (Q.status[b.dataset.key] || '—');
+      }
+    });
+  }
+
+  function onStatus(s) {
+    document.querySelectorAll('.hotkey[data-key]').forEach((b) => {
+      if (!b.classList.contains('listening')) b.querySelector('kbd').textContent = s[b.dataset.key] || '—';
+    });
+    // The poll may not show a capture that was asked for a moment ago yet.
+    let word = typeof s.reassigning === 'string' ? s.reassigning : '';
+    if (!word && asked.word && Date.now() - asked.at < 700) word = asked.word;
+    capturing(word);
+
+    const clickingNow = s.autoClicking === true;
+    startStop($('sp-start'), clickingNow);
+    clicking(clickingNow);
+    const spamming = s.keySpamming === true;
+    startStop($('ks-start'), spamming);
+    document.querySelectorAll('.run-badge[data-run]').forEach((b) => b.classList.toggle('on', s[b.dataset.run] === true));
+
+    const targets = Array.isArray(s.keySpamTargets) ? s.keySpamTargets : [];
+    renderTargets(targets);
+    $('ks-empty').hidden = targets.length > 0 || spamming;
+    $('ks-start').disabled = targets.length === 0 && !spamming;
+    if (!Q.recentlyTouched($('ks-chord'))) $('ks-chord').checked = s.keySpamChord === true;
+  }
+
+  function init() {
+    wire('panel-spammer', sendSpammer);
+    wire('panel-keyspam', sendKeySpam);
+    $('sp-start').addEventListener('click', toggleSpammer);
+    $('ks-start').addEventListener('click', () => {
+      if ($('ks-start').dataset.running) return Q.call('stopKeySpam');
+      sendKeySpam.now();
+      return Q.call('startKeySpam');
+    });
+    $('sp-pick').addEventListener('click', pick);
+    $('sp-hold').addEventListener('change', (e) => Q.call('setHoldMode', 'auto,' + (e.target.checked ? '1' : '0')));
+    $('ks-hold').addEventListener('change', (e) => Q.call('setHoldMode', 'keyspam,' + (e.target.checked ? '1' : '0')));
+    $('ks-chord').addEventListener('change', (e) => {
+      Q.touch(e.target);
+      Q.call('setKeySpamChordMode', e.target.checked ? '1' : '0');
+    });
+    document.querySelectorAll('[data-reassign]').forEach((b) => b.addEventListener('click', () => {
+      asked = { word: b.dataset.reassign, at: Date.now() };
+      capturing(asked.word);
+      Q.call('reassignKey', asked.word);
+    }));
+    Q.onStatus(onStatus);
+  }
+
+  return { init, fill, loadSettings, spammerText, keySpamText };
+})();
