@@ -48,6 +48,8 @@ test('each tool control sends its binding with the argument text the native side
   // A value that isn't a whole number never reaches the native parser as such.
   await set(page, '#sp-h', -3);
   assert.equal(await last(page, 'updateSpammer'), '0,0,1,250,1,1,0,7,1');
+  await set(page, '#sp-h', 99999999999);
+  assert.equal(await last(page, 'updateSpammer'), '2147483647,0,1,250,1,1,0,7,1');
 
   await set(page, '#ks-m', 2);
   await set(page, '#ks-ms', 5);

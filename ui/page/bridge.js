@@ -33,10 +33,10 @@ var Q = (function () {
     return node;
   };
 
-  // A whole number from an input, never negative: the native parsers take digits only.
+  // A whole number from an input, never negative and within a 32-bit int: the native parsers take nothing else.
   Q.int = function (input, fallback = 0) {
     const n = Math.floor(Number(input.value));
-    return Number.isFinite(n) && n >= 0 ? n : fallback;
+    return Number.isFinite(n) && n >= 0 ? Math.min(n, 2147483647) : fallback;
   };
 
   Q.debounce = function (fn, ms) {
