@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# The real main page in the app's window: it themes itself from the theme library, paints a skin piece
+# that the native side serves, and polls the status (which the app writes to status.txt).
+source "$(dirname "$0")/lib.sh"
+data="$XDG_DATA_HOME/Quorvane"
+
+mkdir -p "$data/themes"
+chmod 700 "$data" "$data/themes"
+node "$(dirname "$0")/../ui/make-theme.js" "$data/themes/Window Test.qvntheme"
+printf 'Window Test' > "$data/theme.txt"
+
+"$QVN_BIN" & app=$!
+check "the main window appears" wait_for 20 has_main_window
+win=$(main_windows | head -n1)
+shot="$QVN_ARTIFACTS/skinned-window.png"
+shoot_painted "$shot" "$win" 20 30
+# The colour of one pixel of the window, as r,g,b.
+pixel() { convert "$shot" -crop "1x1+$((X + $1))+$((Y + $2))" -format '%[fx:int(255*r+0.5)],%[fx:int(255*g+0.5)],%[fx:int(255*b+0.5)]' info:; }
+# WebKit may land a channel one step off the colour asked for.
+near() { awk -F, -v w="$2" 'BEGIN { split(w, e, ",") } { for (i = 1; i <= 3; i++) if ($i - e[i] > 2 || e[i] - $i > 2) exit 1 }' <<< "$1"; }
+check "the page's background is the theme's (got $(pixel 4 300))" near "$(pixel 4 300)" 20,14,34
+check "the Spammer's header shows the skin piece (got $(pixel 220 70))" near "$(pixel 220 70)" 0,150,90
+check "the accent button shows its piece (got $(pixel 40 372))" near "$(pixel 40 372)" 200,40,160
+check "the page polls the status" wait_for 10 grep -q '"state":"Idle"' "$data/status.txt"
+
+kill -TERM "$app"
+wait_exit "$app" 15
+check "SIGTERM ends it cleanly (got $rc)" test "$rc" = 0
+check "the theme is still the chosen one" test "$(cat "$data/theme.txt")" = "Window Test"
+finish
