@@ -153,6 +153,17 @@ test('the Tracker: transport, event list edits, warning shown once before a take
   assert.deepEqual(seen, ['deleteEvent:2', 'updateEventTime:1,2.5', 'optimizeMacro:', 'continueRecording:', 'startPlayback:',
     'markWarningSeen:record-replaces', 'startRecording:', 'startRecording:']);
 
+  // During a recording the list reloads at most once a second; the take's last events still show.
+  const ev = (n) => [...Array(n)].map((_, i) => ({ id: i, time: '0.000000', desc: 'Rel Move dX:1 dY:0' }));
+  await h.setDoc(page, 'getMacroEvents', ev(1));
+  await h.setDoc(page, 'getTrackerStatus', h.status({ state: 'Recording', count: 1 }));
+  await page.waitForFunction(() => document.getElementById('tr-count').textContent === '1');
+  await h.setDoc(page, 'getMacroEvents', ev(2));
+  await h.setDoc(page, 'getTrackerStatus', h.status({ state: 'Recording', count: 2 }));
+  await h.nextPoll(page);
+  await h.setDoc(page, 'getTrackerStatus', h.status({ state: 'Idle', count: 2 }));
+  await page.waitForFunction(() => document.getElementById('tr-count').textContent === '2');
+
   await page.click('#tr-timeline');
   await toastSays(page, /Timeline Editor isn't available/);
 });

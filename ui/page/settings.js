@@ -159,5 +159,9 @@ Q.settings = (function () {
     if (typeof message === 'string' && message) Q.tell('Something needs your attention', message);
   }
 
+  // The built-in looks are there from the start, so that a theme select set before the library is read
+  // (as a pop-out panel does) never stands blank.
+  renderThemes(Q.themes.BUILT_IN, []);
+
   return { init, renderThemes, refresh, checkPendingAlert };
 })();

@@ -178,7 +178,10 @@ Q.tools = (function () {
 
   function onStatus(s) {
     document.querySelectorAll('.hotkey[data-key]').forEach((b) => {
-      if (!b.classList.contains('listening')) b.querySelector('kbd').textContent = s[b.dataset.key] || '—';
+      const name = s[b.dataset.key] || '';
+      if (!b.classList.contains('listening')) b.querySelector('kbd').textContent = name || '—';
+      b.dataset.label = b.dataset.label || b.getAttribute('aria-label');
+      b.setAttribute('aria-label', b.dataset.label + (name ? ', now ' + name : ''));
     });
     // The poll may not show a capture that was asked for a moment ago yet.
     let word = typeof s.reassigning === 'string' ? s.reassigning : '';

@@ -8,6 +8,7 @@ Q.tracker = (function () {
   let events = [];
   let state = 'Idle';
   let lastCount = -1;
+  let lastState = 'Idle';
 
   // ---- Options ----
   function speed() {
@@ -116,14 +117,25 @@ Q.tracker = (function () {
 
     // The list follows the macro: at once when it changes, at most every second while recording.
     const count = typeof s.count === 'number' ? s.count : 0;
+    if (state !== lastState) {
+      // A recording ends with its last events, which the throttled loads may not have shown yet.
+      if (lastState === 'Recording') loadSoon();
+      lastState = state;
+    }
     if (count !== lastCount) {
       lastCount = count;
       if (rec) throttled(); else loadSoon();
     }
   }
   let lastLoad = 0;
+  let trailing = 0;
   function throttled() {
-    if (Date.now() - lastLoad < 1000) return;
+    const wait = 1000 - (Date.now() - lastLoad);
+    if (wait > 0) {
+      // The last change of a burst still shows, a moment later.
+      if (!trailing) trailing = setTimeout(() => { trailing = 0; throttled(); }, wait);
+      return;
+    }
     lastLoad = Date.now();
     loadEvents();
   }
