@@ -15,7 +15,7 @@ const last = async (page, name) => (await h.calls(page, name)).at(-1);
 const toastSays = (page, re) => page.waitForFunction((src) => new RegExp(src).test(document.getElementById('toasts').textContent), re.source);
 
 test('start-up: settings first, saved order and collapse, theme, then shown', async () => {
-  const table = h.docs({ getSharedTheme: 'graphite' });
+  const table = h.docs({ getSharedTheme: 'graphite', getPendingThemeAlert: 'That macro file could not be imported.' });
   table.getAppSettings.panelOrder = ['panel-ui', 'panel-tracker'];
   table.getAppSettings.minimizedPanels = ['panel-keyspam'];
   const page = await h.open({ table });
@@ -30,6 +30,14 @@ test('start-up: settings first, saved order and collapse, theme, then shown', as
   assert.equal(await page.$eval('body', (b) => getComputedStyle(b).backgroundColor), 'rgb(18, 18, 18)');
   // The app's start-up script words the login option for this platform.
   assert.match(await page.textContent('label:has(#opt-launch-startup)'), /^\s*Launch at login$/);
+  // A message kept for the page while it wasn't up is shown once it is.
+  await page.waitForSelector('#ask-dialog[open]');
+  assert.equal(await page.textContent('#ask-text'), 'That macro file could not be imported.');
+  await page.click('#ask-ok');
+  // A binding that refuses its argument rejects with a sentence, which the page shows.
+  await h.setDoc(page, 'updateSpammer', { __reject: 'updateSpammer: needs nine whole numbers' });
+  await set(page, '#sp-ms', 20);
+  await toastSays(page, /needs nine whole numbers/);
   assert.deepEqual(page.errors, []);
 });
 
@@ -323,6 +331,16 @@ test('themes: custom list, a skinned theme, unknown keys fall back, folder and d
   await page.selectOption('#theme-select', 'mono');
   assert.equal(await page.evaluate(() => [...document.documentElement.classList].some((c) => c.startsWith('skin-'))), false);
   assert.match(await page.$eval('body', (b) => getComputedStyle(b).fontFamily), /Consolas/);
+
+  await h.clearCalls(page);
+  await page.click('#th-list li:nth-child(2) button');
+  await page.click('#ask-ok');
+  await page.waitForFunction(() => window.__qvn.calls.some((c) => c.name === 'deleteTheme'));
+  assert.deepEqual(await h.calls(page, 'deleteTheme'), ['mono']);
+  await h.setDoc(page, 'importTheme', 'Quorvane only imports .qvntheme theme files.');
+  await page.click('#th-import');
+  await page.waitForFunction(() => document.getElementById('ask-text').textContent === 'Quorvane only imports .qvntheme theme files.');
+  await page.click('#ask-ok');
 
   // An unknown key (a theme deleted meanwhile) shows the default look and says so in the select.
   await page.evaluate(() => applyTheme('gone'));
