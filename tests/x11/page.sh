@@ -27,4 +27,19 @@ kill -TERM "$app"
 wait_exit "$app" 15
 check "SIGTERM ends it cleanly (got $rc)" test "$rc" = 0
 check "the theme is still the chosen one" test "$(cat "$data/theme.txt")" = "Window Test"
+
+# Order and collapse come from the app settings: all five folded, the settings panel first.
+printf 'minimizedPanels=panel-keyspam,panel-profile,panel-spammer,panel-tracker,panel-ui\npanelOrder=panel-ui\n' \
+  > "$data/appsettings.txt"
+"$QVN_BIN" & app=$!
+check "the main window appears again" wait_for 20 has_main_window
+shot="$QVN_ARTIFACTS/folded-window.png"
+shoot_painted "$shot" "$(main_windows | head -n1)" 20 30
+check "the folded panels leave the page's background below them (got $(pixel 200 450))" near "$(pixel 200 450)" 20,14,34
+check "the headers still show (got $(pixel 220 70))" near "$(pixel 220 70)" 0,150,90
+kill -TERM "$app"
+wait_exit "$app" 15
+check "it ends cleanly again (got $rc)" test "$rc" = 0
+check "nothing unfolded the panels" grep -q '^minimizedPanels=panel-keyspam,panel-profile,panel-spammer,panel-tracker,panel-ui$' \
+  "$data/appsettings.txt"
 finish
