@@ -385,6 +385,14 @@ test('screenshots of the built-in themes', async () => {
     assert.deepEqual(page.errors, []);
   }
   const wide = await h.open({ width: 1100, height: 760, table: h.docs({ getMacroEvents: events }) });
+  await wide.click('#panel-keyspam [data-act="collapse"]');
+  await wide.waitForTimeout(100);
+  // Columns packed by height: side by side, and no panel over another, also after one folds.
+  const boxes = await wide.$$eval('.panel', (ps) => ps.map((p) => p.getBoundingClientRect().toJSON()));
+  assert.ok(new Set(boxes.map((b) => Math.round(b.left))).size >= 2);
+  for (const a of boxes) for (const b of boxes) {
+    if (a !== b) assert.ok(a.bottom <= b.top || b.bottom <= a.top || a.right <= b.left || b.right <= a.left, 'panels overlap');
+  }
   await wide.screenshot({ path: path.join(artifacts, 'page-wide.png') });
   const dialog = await h.open({ table: h.docs({ getPendingMacroImport: PENDING }) });
   await dialog.waitForSelector('#import-dialog[open]');

@@ -124,6 +124,18 @@ Q.panels = (function () {
     header.addEventListener('pointercancel', () => { start = null; dragging = false; panel.classList.remove('dragging'); });
   }
 
+  // In the wide layout each panel spans rows by its height, so that columns fill without holes.
+  const wide = window.matchMedia('(min-width: 820px)');
+  let packing = 0;
+  function pack() {
+    packing = 0;
+    for (const panel of panels()) {
+      const rows = wide.matches ? Math.ceil((panel.getBoundingClientRect().height + 12) / 4) : 0;
+      panel.style.gridRowEnd = rows > 0 ? 'span ' + rows : '';
+    }
+  }
+  const packSoon = () => { if (!packing) packing = setTimeout(pack, 16); };
+
   function init(app) {
     if (Q.isPopout) document.body.classList.add('popout');
     for (const panel of panels()) {
@@ -151,6 +163,12 @@ Q.panels = (function () {
     }
     applyOrder(app.panelOrder);
     if (Q.isPopout && 'ResizeObserver' in window) new ResizeObserver(fitSoon).observe(dashboard);
+    if (!Q.isPopout && 'ResizeObserver' in window) {
+      const watch = new ResizeObserver(packSoon);
+      panels().forEach((p) => watch.observe(p));
+      wide.addEventListener('change', packSoon);
+    }
+    pack();
   }
 
   Q.onStatus((s) => {
