@@ -1,5 +1,6 @@
 #include "bridge/InlineVendorScripts.h"
 #include "core/Master.h"
+#include "input/InputTap.h"
 #include "platform/Platform.h"
 
 namespace {
@@ -14,3 +15,5 @@ std::string MainUiDocument(const std::string& resourceDir) {
     if (page.empty()) return kMissingPage;
     return InlineVendorScripts(page, folder);
 }
+
+bool InputReady() { return PlatformStartInputTap(); }

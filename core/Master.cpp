@@ -6,8 +6,8 @@
 #include "bridge/WebView.h"
 #include "core/AppState.h"
 #include "core/Threads.h"
+#include "input/InputTap.h"
 #include "input/Keys.h"
-#include "input/SessionLock.h"
 #include "persist/AppSettings.h"
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
@@ -60,6 +60,8 @@ int RunMaster() {
         w.set_size(420, 560, SizeHint::None);
         w.init(kDocumentStartScript);
         BindMainWindow(w);
+        // Without the tap the page still loads: the tools and the page work, hotkeys and recording don't.
+        InputReady();
         LoadMainUi(w);
 
         void* window = w.window();

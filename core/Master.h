@@ -12,6 +12,9 @@ int RunMaster();
 // missing-page message.
 std::string MainUiDocument(const std::string& resourceDir);
 
+// True when the input tap runs; starts it when it doesn't. May be called again and again.
+bool InputReady();
+
 // Loads the main page into the window; g_MainPageReady falls until the page first asks for its settings.
 void LoadMainUi(WebView& w);
 

@@ -2,6 +2,7 @@
 #include "core/Master.h"
 #include "core/Signals.h"
 #include "core/Wake.h"
+#include "input/InputTap.h"
 #include "persist/AppSettings.h"
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
@@ -43,6 +44,7 @@ void ShutDown() {
     triggerAutoClickStop = true;
     triggerKeySpamStop = true;
     ProcessSignals();
+    PlatformStopInputTap();
 
     {
         std::lock_guard<std::mutex> lock(g_ChildrenMutex);

@@ -338,7 +338,7 @@ TEST_F(SignalsTest, KeySpamTargetList) {
 
 }  // namespace
 
-#include "input/SessionLock.h"
+#include "input/InputTap.h"
 
 namespace {
 

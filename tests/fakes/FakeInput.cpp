@@ -3,6 +3,7 @@
 
 #include "engine/Recorder.h"
 #include "input/Injection.h"
+#include "input/InputTap.h"
 #include "input/Keys.h"
 #include "tests/fakes/Fakes.h"
 
@@ -71,3 +72,14 @@ std::string PlatformLayoutCharForVk(int vk) {
     const auto it = g_LayoutChars.find(vk);
     return it == g_LayoutChars.end() ? "" : FilterLayoutChar(it->second);
 }
+
+int g_FakeWindowPid = 0;
+std::atomic<bool> g_FakeTapRunning{false};
+
+int PlatformWindowPidAt(int /*x*/, int /*y*/) { return g_FakeWindowPid; }
+bool PlatformStartInputTap() {
+    g_FakeTapRunning = true;
+    return true;
+}
+void PlatformStopInputTap() { g_FakeTapRunning = false; }
+bool PlatformInputTapRunning() { return g_FakeTapRunning; }

@@ -33,3 +33,6 @@ extern std::vector<std::string> g_FakeWindowCalls;
 
 // When set, every fake input call is logged with " @" and what this returns (a test clock's reading).
 extern std::string (*g_FakeCallStamp)();
+
+// The process that the fake window lookup reports at every point (0: no window).
+extern int g_FakeWindowPid;

@@ -2,9 +2,14 @@
 
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XInput.h>
 #include <X11/extensions/XInput2.h>
 #include <X11/extensions/XTest.h>
 #include <poll.h>
+
+#include <cstring>
+#include <string>
 
 #include "input/OwnEventMarks.h"
 
@@ -12,6 +17,20 @@ namespace {
 
 Display* g_Display = nullptr;
 Display* g_Raw = nullptr;
+Display* g_User = nullptr;
+XDevice* g_UserKeyboard = nullptr;
+XDevice* g_UserMouse = nullptr;
+
+XDevice* OpenDeviceNamed(Display* d, const char* name) {
+    int n = 0;
+    XDeviceInfo* list = XListInputDevices(d, &n);
+    XDevice* device = nullptr;
+    for (int i = 0; list && i < n && !device; ++i) {
+        if (std::strcmp(list[i].name, name) == 0) device = XOpenDevice(d, list[i].id);
+    }
+    if (list) XFreeDeviceList(list);
+    return device;
+}
 int g_XiOpcode = 0;
 
 }  // namespace
@@ -24,6 +43,8 @@ bool OpenServerView() {
 void CloseServerView() {
     if (g_Display) XCloseDisplay(g_Display);
     if (g_Raw) XCloseDisplay(g_Raw);
+    if (g_User) XCloseDisplay(g_User);
+    g_User = nullptr;
     g_Display = nullptr;
     g_Raw = nullptr;
 }
@@ -108,5 +129,67 @@ std::vector<RawInput> TakeRawEvents(int quietMs) {
 void ForeignClick() {
     XTestFakeButtonEvent(g_Display, 1, True, CurrentTime);
     XTestFakeButtonEvent(g_Display, 1, False, CurrentTime);
+    XSync(g_Display, False);
+}
+
+bool OpenSimulatedUser() {
+    if (!g_User) g_User = XOpenDisplay(nullptr);
+    if (!g_User) return false;
+    if (!g_UserKeyboard) g_UserKeyboard = OpenDeviceNamed(g_User, "Xvfb keyboard");
+    if (!g_UserMouse) g_UserMouse = OpenDeviceNamed(g_User, "Xvfb mouse");
+    return g_UserKeyboard && g_UserMouse;
+}
+
+void UserKey(int keycode, bool down) {
+    XTestFakeDeviceKeyEvent(g_User, g_UserKeyboard, static_cast<unsigned>(keycode), down, nullptr, 0, CurrentTime);
+    XSync(g_User, False);
+}
+
+void UserButton(int button, bool down) {
+    if (button <= 3) {
+        XTestFakeDeviceButtonEvent(g_User, g_UserMouse, static_cast<unsigned>(button), down, nullptr, 0, CurrentTime);
+    } else {
+        XTestFakeButtonEvent(g_User, static_cast<unsigned>(button), down, CurrentTime);
+    }
+    XSync(g_User, False);
+}
+
+void UserMoveTo(int x, int y) {
+    int axes[2] = {x, y};
+    XTestFakeDeviceMotionEvent(g_User, g_UserMouse, False, 0, axes, 2, CurrentTime);
+    XSync(g_User, False);
+}
+
+void ShowOwnWindow(int x, int y, int width, int height) {
+    XSetWindowAttributes a{};
+    a.override_redirect = True;
+    a.background_pixel = BlackPixel(g_Display, DefaultScreen(g_Display));
+    const Window w = XCreateWindow(g_Display, DefaultRootWindow(g_Display), x, y, static_cast<unsigned>(width),
+                                   static_cast<unsigned>(height), 0, CopyFromParent, InputOutput, CopyFromParent,
+                                   CWOverrideRedirect | CWBackPixel, &a);
+    XMapRaised(g_Display, w);
+    XSync(g_Display, False);
+}
+
+void PublishDoubleClickTime(int ms) {
+    static Window manager = 0;
+    const Atom selection = XInternAtom(g_Display, "_XSETTINGS_S0", False);
+    if (ms <= 0) {
+        if (manager) XDestroyWindow(g_Display, manager);
+        manager = 0;
+        XSync(g_Display, False);
+        return;
+    }
+    if (!manager) manager = XCreateSimpleWindow(g_Display, DefaultRootWindow(g_Display), 0, 0, 1, 1, 0, 0, 0);
+    // Little-endian: order, serial, one setting; an integer record with its padded name and serial.
+    const std::string name = "Net/DoubleClickTime";
+    std::string blob = std::string("\0\0\0\0", 4) + std::string("\1\0\0\0", 4) + std::string("\1\0\0\0", 4);
+    blob += std::string("\0\0", 2) + static_cast<char>(name.size()) + '\0' + name + std::string(1, '\0');
+    blob += std::string("\0\0\0\0", 4);
+    for (int i = 0; i < 4; ++i) blob += static_cast<char>((ms >> (8 * i)) & 0xff);
+    const Atom settings = XInternAtom(g_Display, "_XSETTINGS_SETTINGS", False);
+    XChangeProperty(g_Display, manager, settings, settings, 8, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(blob.data()), static_cast<int>(blob.size()));
+    XSetSelectionOwner(g_Display, selection, manager, CurrentTime);
     XSync(g_Display, False);
 }

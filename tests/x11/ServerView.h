@@ -33,3 +33,17 @@ std::vector<RawInput> TakeRawEvents(int quietMs);
 
 // A click of button 1 from the test's own XTest connection: an event the program didn't make.
 void ForeignClick();
+
+// The simulated user: input through Xvfb's own keyboard and mouse devices, which the program takes for
+// hardware. The mouse has three buttons; the wheel and the side buttons come from the test's own XTest
+// connection instead (foreign to the program's marks, so still the user's).
+bool OpenSimulatedUser();
+void UserKey(int keycode, bool down);
+void UserButton(int button, bool down);
+void UserMoveTo(int x, int y);
+
+// A small window of this process at a point, above the test window: "one of the program's own".
+void ShowOwnWindow(int x, int y, int width, int height);
+
+// A settings manager of the desktop that publishes only its double-click time, or none (ms <= 0).
+void PublishDoubleClickTime(int ms);

@@ -1,0 +1,304 @@
+// The input tap on a real X server: a simulated user types and clicks through Xvfb's own devices, the
+// program's grabs and worker threads answer, and a separate test window tells what an application
+// received. Runs inside scripts/xvfb-session.sh; QVN_TEST_WINDOW names the window program.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <thread>
+
+#include "core/AppState.h"
+#include "core/Master.h"
+#include "core/Signals.h"
+#include "core/Wake.h"
+#include "engine/AutoClicker.h"
+#include "engine/KeySpammer.h"
+#include "engine/Playback.h"
+#include "engine/Recorder.h"
+#include "input/InputTap.h"
+#include "input/Keys.h"
+#include "tests/x11/ServerView.h"
+#include "tests/x11/WindowOracle.h"
+
+namespace {
+
+WindowOracle g_Window;
+
+int Code(int vk) { return VkToPlatformKeyCode(vk); }
+
+// The user presses and releases a key, with a pause the way a hand would.
+void Tap(int keycode, std::chrono::milliseconds hold = 30ms) {
+    UserKey(keycode, true);
+    std::this_thread::sleep_for(hold);
+    UserKey(keycode, false);
+    std::this_thread::sleep_for(30ms);
+}
+
+void Click(int button) {
+    UserButton(button, true);
+    std::this_thread::sleep_for(20ms);
+    UserButton(button, false);
+    std::this_thread::sleep_for(30ms);
+}
+
+// The grabs follow the settings within a few tens of milliseconds, and the window's lines come a little
+// after the server sent them.
+void Settle() { std::this_thread::sleep_for(120ms); }
+
+std::vector<UnifiedEvent> Recording() {
+    std::lock_guard<std::mutex> lock(profileMutex);
+    return profiles[static_cast<size_t>(currentProfileIdx)].events;
+}
+
+void StartRecording() {
+    std::lock_guard<std::mutex> lock(profileMutex);
+    StartFreshRecordingLocked();
+}
+
+void StopRecording() {
+    isRecording = false;
+    FinishRecording();
+}
+
+std::string Line(const char* what, int code) { return std::string(what) + " " + std::to_string(code) + " "; }
+
+class TapTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        ASSERT_TRUE(OpenServerView());
+        ASSERT_TRUE(OpenSimulatedUser()) << "Xvfb's keyboard and mouse devices weren't found";
+        ASSERT_TRUE(g_Window.Start()) << "the test window didn't come up";
+        {
+            std::lock_guard<std::mutex> lock(profileMutex);
+            profiles.assign(1, MacroProfile{kDefaultProfileName, "", {}});
+            currentProfileIdx = 0;
+        }
+        g_AppRunning = true;
+        g_Threads.emplace_back(AutoClickerThread);
+        g_Threads.emplace_back(KeySpammerThread);
+        g_Threads.emplace_back(SignalProcessorThread);
+        g_Threads.emplace_back(PlaybackThread);
+        PlatformKeysWatchLayout();
+        ASSERT_TRUE(InputReady());
+        ASSERT_TRUE(InputReady());  // a second start is the same tap
+        ASSERT_TRUE(PlatformInputTapRunning());
+        Settle();
+    }
+    static void TearDownTestSuite() {
+        ShutDown();
+        EXPECT_FALSE(PlatformInputTapRunning());
+        g_Window.Stop();
+        CloseServerView();
+    }
+    void SetUp() override {
+        g_HotkeysEnabled = true;
+        g_HotkeyLockEnabled = false;
+        g_HotkeysUnlocked = false;
+        g_HoldModeAuto = false;
+        autoClickIntervalMs = 200;  // the Spammer's clicks stay few
+        autoClickIntervalSecs = 0;
+        Settle();
+        g_Window.Clear();
+    }
+    void TearDown() override {
+        triggerAutoClickStop = true;
+        triggerKeySpamStop = true;
+        WakeSignalProcessor();
+        ASSERT_TRUE(WaitUntil([] { return !isAutoClicking && !isKeySpamming; }));
+    }
+};
+
+TEST_F(TapTest, TheSpammerHotkeyIsSwallowedWithItsRepeatsAndTogglesOnce) {
+    const int f6 = Code(117);
+    Tap(f6);
+    ASSERT_TRUE(WaitUntil([] { return isAutoClicking.load(); }));
+    // Held past the keyboard's repeat delay: the server repeats the key, and still nothing changes.
+    Tap(f6, 900ms);
+    ASSERT_TRUE(WaitUntil([] { return !isAutoClicking; }));
+    Settle();
+    EXPECT_EQ(g_Window.Count(Line("KeyPress", f6)), 0u);
+    EXPECT_EQ(g_Window.Count(Line("KeyRelease", f6)), 0u);
+
+    // Other keys go on as before.
+    Tap(Code(65));
+    ASSERT_TRUE(WaitUntil([&] { return g_Window.Count(Line("KeyRelease", Code(65))) == 1; }));
+    EXPECT_EQ(g_Window.Count(Line("KeyPress", Code(65))), 1u);
+}
+
+TEST_F(TapTest, InHoldModeThePressStartsAndTheReleaseStops) {
+    g_HoldModeAuto = true;
+    const int f6 = Code(117);
+    UserKey(f6, true);
+    ASSERT_TRUE(WaitUntil([] { return isAutoClicking.load(); }));
+    std::this_thread::sleep_for(300ms);
+    EXPECT_TRUE(isAutoClicking);
+    UserKey(f6, false);
+    ASSERT_TRUE(WaitUntil([] { return !isAutoClicking; }));
+    Settle();
+    EXPECT_EQ(g_Window.Count(Line("KeyPress", f6)), 0u);
+}
+
+TEST_F(TapTest, WithTheLockClosedTheHotkeyReachesTheWindowAndTheRecording) {
+    g_HotkeyLockEnabled = true;
+    g_HotkeysUnlocked = false;
+    Settle();
+    StartRecording();
+    const int f6 = Code(117);
+    Tap(f6);
+    Settle();
+    StopRecording();
+    EXPECT_FALSE(isAutoClicking);
+    EXPECT_EQ(g_Window.Count(Line("KeyPress", f6)), 1u);
+    EXPECT_EQ(g_Window.Count(Line("KeyRelease", f6)), 1u);
+    const auto events = Recording();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0].vk, 117);
+    EXPECT_TRUE(events[0].down);
+    EXPECT_FALSE(events[1].down);
+
+    // The unlock key opens the lock and is itself swallowed.
+    Tap(Code(121));
+    ASSERT_TRUE(WaitUntil([] { return g_HotkeysUnlocked.load(); }));
+    Settle();
+    EXPECT_EQ(g_Window.Count(Line("KeyPress", Code(121))), 0u);
+}
+
+TEST_F(TapTest, TheProgramsOwnKeysNeitherTriggerNorRecord) {
+    // The Key Spammer presses the Spammer's own hotkey: it hits our grab, which passes it on.
+    keySpamTargetCount = 0;
+    AppendKeySpamTarget(117);
+    keySpamIntervalMs = 20;
+    keySpamRepeatMode = 0;
+    keySpamRepeatTimes = 5;
+    StartRecording();
+    isKeySpamming = true;
+    Wake(g_KeySpamWake);
+    ASSERT_TRUE(WaitUntil([] { return !isKeySpamming; }));
+    Settle();
+    StopRecording();
+    EXPECT_FALSE(isAutoClicking);
+    EXPECT_FALSE(triggerAutoClicker);
+    EXPECT_EQ(g_Window.Count(Line("KeyPress", Code(117))), 5u);
+    EXPECT_TRUE(Recording().empty());
+    EXPECT_TRUE(NothingHeld());
+}
+
+TEST_F(TapTest, ARecordingHoldsTheUsersKeysClicksMovesAndWheel) {
+    UserMoveTo(100, 100);
+    Settle();
+    StartRecording();
+    UserMoveTo(140, 120);
+    std::this_thread::sleep_for(30ms);
+    Click(1);
+    UserButton(4, true);  // one line of the wheel, away from the user
+    UserButton(4, false);
+    std::this_thread::sleep_for(30ms);
+    // Held past the repeat delay: the recording gets the same repeats the window does.
+    Tap(Code(65), 900ms);
+    Settle();
+    StopRecording();
+
+    const auto events = Recording();
+    std::vector<std::string> kinds;
+    for (const auto& e : events) {
+        switch (e.type) {
+            case EventMoveAbs: kinds.push_back("move " + std::to_string(e.x) + "," + std::to_string(e.y)); break;
+            case EventMouseClick:
+                kinds.push_back("click " + std::to_string(e.mouseFlags) + " " + std::to_string(e.x) + "," +
+                                std::to_string(e.y));
+                break;
+            case EventScroll: kinds.push_back("scroll " + std::to_string(e.scrollDelta)); break;
+            case EventKey:
+                kinds.push_back(std::string("key ") + std::to_string(e.vk) + (e.down ? " down" : " up"));
+                break;
+            default: kinds.push_back("other"); break;
+        }
+    }
+    ASSERT_GE(kinds.size(), 6u);
+    EXPECT_EQ(kinds[0], "move 140,120");
+    EXPECT_EQ(kinds[1], "click 2 140,120");
+    EXPECT_EQ(kinds[2], "click 4 140,120");
+    EXPECT_EQ(kinds[3], "scroll 120");
+    const long downs = std::count(kinds.begin(), kinds.end(), "key 65 down");
+    EXPECT_EQ(kinds.back(), "key 65 up");
+    const long windowDowns = static_cast<long>(g_Window.Count(Line("KeyPress", Code(65))));
+    EXPECT_GE(windowDowns, 4);  // the key did repeat
+    EXPECT_NEAR(downs, windowDowns, 1);
+
+    // Times start at 0 and grow with the real pauses.
+    EXPECT_DOUBLE_EQ(events.front().time, 0.0);
+    EXPECT_TRUE(std::is_sorted(events.begin(), events.end(),
+                               [](const UnifiedEvent& a, const UnifiedEvent& b) { return a.time < b.time; }));
+    EXPECT_NEAR(events.back().time - events[4].time, 0.9, 0.15);
+}
+
+TEST_F(TapTest, APressOnOurOwnWindowStaysOutOfTheRecording) {
+    ShowOwnWindow(600, 600, 100, 100);
+    UserMoveTo(650, 650);
+    Settle();
+    StartRecording();
+    Click(1);
+    UserMoveTo(300, 300);
+    std::this_thread::sleep_for(30ms);
+    Click(1);
+    Settle();
+    StopRecording();
+    std::vector<uint64_t> clicks;
+    for (const auto& e : Recording()) {
+        if (e.type == EventMouseClick) clicks.push_back(e.mouseFlags);
+    }
+    EXPECT_EQ(clicks, (std::vector<uint64_t>{2, 4}));  // the click on the test window only
+}
+
+TEST_F(TapTest, ReassignCapturesTheNextKeyWithoutPassingItOn) {
+    BindReassignKey("[\"auto\"]");
+    Settle();
+    Tap(Code(66));
+    ASSERT_TRUE(WaitUntil([] { return currentReassign == 0; }));
+    EXPECT_EQ(vkAutoClicker, 66);
+    Settle();
+    EXPECT_EQ(g_Window.Count(Line("KeyPress", Code(66))), 0u);
+
+    // The new hotkey works at once, and the old one is an ordinary key again.
+    Tap(Code(117));
+    Tap(Code(66));
+    ASSERT_TRUE(WaitUntil([] { return isAutoClicking.load(); }));
+    Settle();
+    EXPECT_EQ(g_Window.Count(Line("KeyPress", Code(117))), 1u);
+    vkAutoClicker = kDefaultVkAutoClicker;
+}
+
+TEST_F(TapTest, PickingKeepsThePointAndTheReleaseReachesTheWindow) {
+    isPickingLocation = true;
+    Settle();
+    UserMoveTo(321, 234);
+    Click(1);
+    ASSERT_TRUE(WaitUntil([] { return !isPickingLocation; }));
+    EXPECT_EQ(autoClickFixedX, 321);
+    EXPECT_EQ(autoClickFixedY, 234);
+    EXPECT_EQ(autoClickLocationMode, 1);
+    Settle();
+    EXPECT_EQ(g_Window.Count("ButtonPress 1 "), 0u);
+    EXPECT_EQ(g_Window.Count("ButtonRelease 1 "), 1u);
+
+    // A right click cancels, and is kept from the window too.
+    isPickingLocation = true;
+    Settle();
+    g_Window.Clear();
+    Click(3);
+    ASSERT_TRUE(WaitUntil([] { return !isPickingLocation; }));
+    Settle();
+    EXPECT_EQ(g_Window.Count("ButtonPress 3 "), 0u);
+    EXPECT_TRUE(NothingHeld());
+}
+
+TEST_F(TapTest, TheDoubleClickTimeComesFromTheDesktopsSettingsManager) {
+    EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.4);  // no manager: the usual default
+    PublishDoubleClickTime(250);
+    EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.25);
+    PublishDoubleClickTime(0);
+    EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.4);
+}
+
+}  // namespace
