@@ -120,16 +120,26 @@ Q.tools = (function () {
     box.classList.toggle('idle', !on);
   }
 
-  function startStop(btn, running) {
-    btn.textContent = running ? 'Stop' : 'Start';
-    btn.classList.toggle('stop', running);
-    btn.classList.toggle('accent', !running);
-    btn.dataset.running = running ? '1' : '';
+  // Start and Stop are two buttons, and the one that doesn't apply is disabled: the Spammer clicks at the
+  // cursor, which is on Start when it was just pressed, and a toggle there would stop it at its first click.
+  // Likewise the Key Spammer's keys reach whatever control of this page holds the focus.
+  function runState(prefix, running, canStart) {
+    const start = $(prefix + '-start');
+    const stop = $(prefix + '-stop');
+    const was = stop.classList.contains('stop');
+    const hadFocus = document.activeElement === start;
+    start.disabled = running || !canStart;
+    stop.disabled = !running;
+    stop.classList.toggle('stop', running);
+    if (!running || was) return;
+    if (prefix === 'ks') {
+      if (document.activeElement && document.activeElement !== document.body) document.activeElement.blur();
+    } else if (hadFocus) {
+      stop.focus();
+    }
   }
 
-  async function toggleSpammer() {
-    const btn = $('sp-start');
-    if (btn.dataset.running) return Q.call('stopSpammer');
+  async function startSpammer() {
     if (intervalMs('sp') < 10) {
       const go = await Q.warnOnce('spammer-fast', {
         title: 'Clicking very fast',
@@ -189,28 +199,28 @@ Q.tools = (function () {
     capturing(word);
 
     const clickingNow = s.autoClicking === true;
-    startStop($('sp-start'), clickingNow);
+    runState('sp', clickingNow, true);
     clicking(clickingNow);
     const spamming = s.keySpamming === true;
-    startStop($('ks-start'), spamming);
     document.querySelectorAll('.run-badge[data-run]').forEach((b) => b.classList.toggle('on', s[b.dataset.run] === true));
 
     const targets = Array.isArray(s.keySpamTargets) ? s.keySpamTargets : [];
     renderTargets(targets);
+    runState('ks', spamming, targets.length > 0);
     $('ks-empty').hidden = targets.length > 0 || spamming;
-    $('ks-start').disabled = targets.length === 0 && !spamming;
     if (!Q.recentlyTouched($('ks-chord'))) $('ks-chord').checked = s.keySpamChord === true;
   }
 
   function init() {
     wire('panel-spammer', sendSpammer);
     wire('panel-keyspam', sendKeySpam);
-    $('sp-start').addEventListener('click', toggleSpammer);
+    $('sp-start').addEventListener('click', startSpammer);
+    $('sp-stop').addEventListener('click', () => Q.call('stopSpammer'));
     $('ks-start').addEventListener('click', () => {
-      if ($('ks-start').dataset.running) return Q.call('stopKeySpam');
       sendKeySpam.now();
       return Q.call('startKeySpam');
     });
+    $('ks-stop').addEventListener('click', () => Q.call('stopKeySpam'));
     $('sp-pick').addEventListener('click', pick);
     $('sp-hold').addEventListener('change', (e) => Q.call('setHoldMode', 'auto,' + (e.target.checked ? '1' : '0')));
     $('ks-hold').addEventListener('change', (e) => Q.call('setHoldMode', 'keyspam,' + (e.target.checked ? '1' : '0')));
