@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The real main page in the app's window: it themes itself from the theme library, paints a skin piece
-# that the native side serves, and polls the status (which the app writes to status.txt).
+# The real main page in the app's window: it themes itself from the theme library, paints the skin pieces
+# that the native side serves, polls the status (written to status.txt) and shows a tool that a hotkey
+# started; order and collapse come from the app settings.
 source "$(dirname "$0")/lib.sh"
 data="$XDG_DATA_HOME/Quorvane"
 
@@ -22,6 +23,15 @@ check "the page's background is the theme's (got $(pixel 4 300))" near "$(pixel 
 check "the Spammer's header shows the skin piece (got $(pixel 220 70))" near "$(pixel 220 70)" 0,150,90
 check "the accent button shows its piece (got $(pixel 40 372))" near "$(pixel 40 372)" 200,40,160
 check "the page polls the status" wait_for 10 grep -q '"state":"Idle"' "$data/status.txt"
+
+# The Spammer's hotkey, pressed as a user would: the page shows it running (Stop lit in the danger red) and
+# stopped again. The clicks land on the empty root window, away from the page.
+xdotool mousemove 900 700
+stop_lit() { import -window root "$shot"; near "$(pixel 124 360)" 229,72,77; }
+xdotool key F6
+check "the hotkey's start shows in the page" wait_for 5 stop_lit
+xdotool key F6
+check "and its stop" wait_for 5 eval '! stop_lit'
 
 kill -TERM "$app"
 wait_exit "$app" 15
