@@ -151,6 +151,9 @@ test('the Tracker: transport, event list edits, warning shown once before a take
   await h.clearCalls(page);
 
   await page.click('.ev:nth-of-type(4) .x');
+  // The list is read again after each edit; the next edit waits for it, as a person's would.
+  await page.waitForFunction(() => window.__qvn.calls.findLastIndex((c) => c.name === 'getMacroEvents')
+    > window.__qvn.calls.findIndex((c) => c.name === 'deleteEvent'));
   await page.fill('.ev:nth-of-type(3) input', '2.5');
   await page.press('.ev:nth-of-type(3) input', 'Enter');
   await page.click('#tr-optimize');

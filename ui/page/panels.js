@@ -178,7 +178,7 @@ Q.panels = (function () {
     Q.$('dock-hint').hidden = !hover;
   });
 
-  return { init, applyOrder, order, setCollapsed, restore, resizeHostWindow, DEFAULT_ORDER };
+  return { init, resizeHostWindow };
 })();
 
 function resizeHostWindow() {

@@ -178,5 +178,5 @@ Q.profiles = (function () {
     if (d && d.outcome === 'pending') showPending(d);
   }
 
-  return { init, load, reloadAll, checkPending, showPending };
+  return { init, load, checkPending };
 })();

@@ -163,5 +163,5 @@ Q.settings = (function () {
   // (as a pop-out panel does) never stands blank.
   renderThemes(Q.themes.BUILT_IN, []);
 
-  return { init, renderThemes, refresh, checkPendingAlert };
+  return { init, renderThemes, checkPendingAlert };
 })();

@@ -116,7 +116,7 @@ Q.themes = (function () {
     });
   }
 
-  return { BUILT_IN, apply, loadCustom, find, custom: () => custom, rgb };
+  return { BUILT_IN, apply, loadCustom, rgb };
 })();
 
 function applyTheme(key) {

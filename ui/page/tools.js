@@ -236,5 +236,5 @@ Q.tools = (function () {
     Q.onStatus(onStatus);
   }
 
-  return { init, fill, loadSettings, spammerText, keySpamText };
+  return { init, loadSettings };
 })();

@@ -197,5 +197,5 @@ Q.tracker = (function () {
     Q.onStatus(onStatus);
   }
 
-  return { init, fill, loadEvents, trackerText };
+  return { init, fill, loadEvents };
 })();
