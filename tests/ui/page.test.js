@@ -88,6 +88,8 @@ test('start and stop follow the status; the Key Spammer needs a key; targets are
   const page = await h.open();
   await h.clearCalls(page);
   await page.click('#sp-start');
+  // At once, before a poll could tell: the first clicks come within milliseconds, under the cursor.
+  assert.equal(await page.isDisabled('#sp-start'), true);
   assert.equal(await page.isDisabled('#ks-start'), true);
   await page.focus('#ks-chord');
   await h.clearCalls(page);

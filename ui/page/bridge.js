@@ -55,8 +55,15 @@ var Q = (function () {
     setTimeout(() => t.remove(), kind === 'error' ? 7000 : 3500);
   };
 
-  // Asks a yes/no question in the page's own dialog. Resolves true for the confirming button.
-  Q.ask = function ({ title, text, ok = 'OK', cancel = 'Cancel', danger = false }) {
+  // Asks a yes/no question in the page's own dialog. Resolves true for the confirming button. Questions
+  // that come while one is open wait their turn.
+  let asking = Promise.resolve();
+  Q.ask = function (question) {
+    const answer = asking.then(() => askNow(question));
+    asking = answer.catch(() => false);
+    return answer;
+  };
+  function askNow({ title, text, ok = 'OK', cancel = 'Cancel', danger = false }) {
     const dlg = Q.$('ask-dialog');
     Q.$('ask-title').textContent = title;
     Q.$('ask-text').textContent = text;
@@ -70,7 +77,7 @@ var Q = (function () {
       dlg.showModal();
       (cancel === null ? Q.$('ask-ok') : Q.$('ask-cancel')).focus();
     });
-  };
+  }
 
   Q.tell = (title, text) => Q.ask({ title, text, ok: 'OK', cancel: null });
 

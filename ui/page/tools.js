@@ -39,9 +39,12 @@ Q.tools = (function () {
       });
     });
     panel.querySelectorAll('input[type=radio]').forEach((r) => r.addEventListener('change', () => send.now()));
-    // Typing a count picks the counted mode.
+    // Clicking into the count, or typing one, picks the counted mode (passing through with Tab doesn't).
     const times = panel.querySelector('.times');
-    times.addEventListener('focus', () => { times.closest('label').querySelector('input[type=radio]').checked = true; send.now(); });
+    const counted = times.closest('label').querySelector('input[type=radio]');
+    const pickCounted = () => { if (!counted.checked) { counted.checked = true; send.now(); } };
+    times.addEventListener('click', pickCounted);
+    times.addEventListener('input', pickCounted);
   }
 
   function showPoint(x, y) { $('sp-point').textContent = x + ', ' + y; }
@@ -150,8 +153,17 @@ Q.tools = (function () {
       if (!go) return;
     }
     sendSpammer.now();
+    started('sp');
     return Q.call('startSpammer');
   }
+
+  // A start shows at once, before the poll can tell: the first clicks come within milliseconds.
+  const startedAt = { sp: 0, ks: 0 };
+  function started(prefix) {
+    startedAt[prefix] = Date.now();
+    runState(prefix, true, true);
+  }
+  const justStarted = (prefix) => Date.now() - startedAt[prefix] < 600;
 
   // ---- Key Spammer targets ----
   let targetsShown = null;
@@ -198,10 +210,10 @@ Q.tools = (function () {
     if (!word && asked.word && Date.now() - asked.at < 700) word = asked.word;
     capturing(word);
 
-    const clickingNow = s.autoClicking === true;
+    const clickingNow = s.autoClicking === true || justStarted('sp');
     runState('sp', clickingNow, true);
     clicking(clickingNow);
-    const spamming = s.keySpamming === true;
+    const spamming = s.keySpamming === true || justStarted('ks');
     document.querySelectorAll('.run-badge[data-run]').forEach((b) => b.classList.toggle('on', s[b.dataset.run] === true));
 
     const targets = Array.isArray(s.keySpamTargets) ? s.keySpamTargets : [];
@@ -218,6 +230,7 @@ Q.tools = (function () {
     $('sp-stop').addEventListener('click', () => Q.call('stopSpammer'));
     $('ks-start').addEventListener('click', () => {
       sendKeySpam.now();
+      started('ks');
       return Q.call('startKeySpam');
     });
     $('ks-stop').addEventListener('click', () => Q.call('stopKeySpam'));
