@@ -352,9 +352,16 @@ test('themes: custom list, a skinned theme, unknown keys fall back, folder and d
   await page.waitForFunction(() => document.getElementById('ask-text').textContent === 'Quorvane only imports .qvntheme theme files.');
   await page.click('#ask-ok');
 
+  // A theme that came into the folder since the list was read: nothing shows until it is painted.
+  await h.setDoc(page, 'getCustomThemes', custom.concat({ ...custom[1], key: 'late', name: 'Late', bgMain: '#303030' }));
+  const hiddenAtFirst = await page.evaluate(() => { applyTheme('late'); return getComputedStyle(document.getElementById('dashboard')).visibility; });
+  assert.equal(hiddenAtFirst, 'hidden');
+  await page.waitForFunction(() => currentThemeKey === 'late' && getComputedStyle(document.getElementById('dashboard')).visibility === 'visible');
+  assert.equal(await page.$eval('body', (b) => getComputedStyle(b).backgroundColor), 'rgb(48, 48, 48)');
+
   // An unknown key (a theme deleted meanwhile) shows the default look and says so in the select.
   await page.evaluate(() => applyTheme('gone'));
-  await page.waitForFunction(() => currentThemeKey === 'quorvane');
+  await page.waitForFunction(() => currentThemeKey === 'quorvane' && !document.documentElement.classList.contains('theming'));
   assert.equal(await page.$eval('#theme-select', (s) => s.value), 'quorvane');
 
   await h.setDoc(page, 'getSharedTheme', 'daylight');

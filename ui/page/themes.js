@@ -108,11 +108,20 @@ Q.themes = (function () {
   function apply(key) {
     const def = find(key);
     if (def) return show(def);
+    // The panels stay out of sight meanwhile (a pop-out panel shows its page right after this call), but
+    // never for long.
+    const root = document.documentElement;
+    root.classList.add('theming');
+    const reveal = () => root.classList.remove('theming');
+    const fallback = setTimeout(reveal, 1500);
     show(BUILT_IN[0]);
     const gen = generation;
     return loadCustom().then(() => {
       const later = find(key);
       if (later && gen === generation) return show(later);
+    }).finally(() => {
+      clearTimeout(fallback);
+      reveal();
     });
   }
 
