@@ -142,6 +142,7 @@ Q.panels = (function () {
       const header = panel.querySelector('.panel-header');
       const body = panel.querySelector('.panel-body');
       body.id = panel.id + '-body';
+      panel.setAttribute('aria-label', titleOf(panel));
       const btns = panel.querySelector('.panel-btns');
       const pop = Q.el('button', { class: 'panel-btn', 'data-act': 'popout', type: 'button' });
       pop.innerHTML = Q.isPopout ? ICON_DOCK : ICON_POP;

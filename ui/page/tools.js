@@ -188,7 +188,8 @@ Q.tools = (function () {
 
   function capturing(word) {
     $('capture-bar').hidden = !word;
-    if (word) $('capture-title').textContent = CAPTURE_TITLES[word] || 'Press a key';
+    const title = CAPTURE_TITLES[word] || 'Press a key';
+    if (word && $('capture-title').textContent !== title) $('capture-title').textContent = title;
     document.querySelectorAll('[data-reassign]').forEach((b) => {
       const on = b.dataset.reassign === word;
       b.classList.toggle('listening', on);

@@ -112,7 +112,9 @@ Q.tracker = (function () {
     badge.textContent = rec ? 'Recording' : play ? 'Playing' : '';
     badge.className = 'run-badge' + (rec ? ' on recording' : play ? ' on' : '');
     const chip = $('state-chip');
-    chip.textContent = rec ? 'Recording' : play ? 'Playing' : 'Idle';
+    const word = rec ? 'Recording' : play ? 'Playing' : 'Idle';
+    // A live region: written only when it changes, so that it is announced once.
+    if (chip.textContent !== word) chip.textContent = word;
     chip.className = 'chip' + (rec ? ' recording' : play ? ' playing' : '');
 
     // The list follows the macro: at once when it changes, at most every second while recording.
