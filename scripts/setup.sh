@@ -11,6 +11,7 @@ packages=(
   libgtk-4-dev libwebkitgtk-6.0-dev
   libx11-dev libxtst-dev libxi-dev libxres-dev libxkbcommon-dev libxkbcommon-x11-dev libx11-xcb-dev
   xvfb xauth openbox dbus x11-utils x11-xserver-utils x11-xkb-utils xdotool imagemagick patchelf
+  chromium
 )
 
 # apt needs root; a user's run goes through sudo.
@@ -53,5 +54,14 @@ if [ ! -f "$wv_dir/.installed-$wv_sha256" ]; then
   ln -sf libwebview.so.0.12 "$wv_dir/libwebview.so"
   cp "$tmp/package/LICENSE" "$wv_dir/LICENSE"
   touch "$wv_dir/.installed-$wv_sha256"
+fi
+# The main page's browser tests: playwright-core at the version of the committed lock file, driving the
+# Debian chromium above (it never downloads a browser of its own).
+ui_tests="$root/tests/ui"
+ui_stamp="$ui_tests/node_modules/.installed-$(sha256sum "$ui_tests/package-lock.json" | cut -c1-16)"
+if [ ! -f "$ui_stamp" ]; then
+  echo "setup: installing the page tests' packages"
+  (cd "$ui_tests" && npm ci --silent --no-audit --no-fund)
+  touch "$ui_stamp"
 fi
 echo "setup: ready"

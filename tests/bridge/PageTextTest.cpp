@@ -69,6 +69,28 @@ TEST_F(UiFolder, InlinesOnlyExactTagsOfReadableSafeFiles) {
     EXPECT_EQ(InlineVendorScripts(body + sortable, ui_), body + sortable);
 }
 
+TEST_F(UiFolder, InlinesStylesheetsAsStyleBlocks) {
+    const std::string link = "<link rel=\"stylesheet\" href=\"page.css\">";
+    Write("page.css", "b{x:1}");
+    EXPECT_EQ(InlineVendorScripts("a" + link + "c", ui_), "a<style>b{x:1}</style>c");
+    Write("page.css", "b{content:'</style>'}");
+    EXPECT_EQ(InlineVendorScripts(link, ui_), link);
+    // A script's closing tag is harmless in a style block, and the other way round.
+    Write("page.css", "/* </script> */");
+    EXPECT_EQ(InlineVendorScripts(link, ui_), "<style>/* </script> */</style>");
+}
+
+// The shipped main page names only files that the inliner knows: a tag left over would load nothing,
+// since the page has no base folder.
+TEST(ShippedPage, EveryOwnFileIsInlined) {
+    const std::string page = MainUiDocument(QVN_SOURCE_DIR);
+    ASSERT_NE(page.find("id=\"dashboard\""), std::string::npos);
+    EXPECT_EQ(page.find("<script src="), std::string::npos);
+    EXPECT_EQ(page.find("<link rel=\"stylesheet\""), std::string::npos);
+    EXPECT_NE(page.find("function applyTheme("), std::string::npos);
+    EXPECT_LT(page.size(), 2097152u);
+}
+
 TEST(BindArgsTest, ParseJSStringStripsBracketsAndQuotes) {
     const struct {
         const char* raw;

@@ -1,0 +1,39 @@
+'use strict';
+// Start-up: settings first (that call tells the native side the page is up), then the theme, then the page
+// shows; the rest loads behind it, and the status poll begins.
+
+(function () {
+  const POLL_MS = 250;
+
+  async function poll() {
+    const s = await Q.call('getTrackerStatus');
+    if (s && typeof s === 'object') Q.publishStatus(s);
+    setTimeout(poll, document.hidden ? 4 * POLL_MS : POLL_MS);
+  }
+
+  async function boot() {
+    const app = await Q.call('getAppSettings');
+    Q.app = app && typeof app === 'object' ? app : {};
+    Q.panels.init(Q.app);
+    Q.settings.init(Q.app);
+    Q.tools.init();
+    Q.tracker.init();
+    Q.profiles.init();
+
+    await Q.themes.loadCustom();
+    const key = await Q.call('getSharedTheme');
+    await applyTheme(typeof key === 'string' && key ? key : 'quorvane');
+    document.body.style.visibility = 'visible';
+
+    await Promise.all([Q.tools.loadSettings(), Q.profiles.load(), Q.tracker.loadEvents()]);
+    poll();
+    await Q.profiles.checkPending();
+    await Q.settings.checkPendingAlert();
+  }
+
+  boot().catch((e) => {
+    // Whatever failed, the page must not stay invisible.
+    document.body.style.visibility = 'visible';
+    console.error(e);
+  });
+})();

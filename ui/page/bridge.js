@@ -1,0 +1,118 @@
+'use strict';
+// The page's common ground: calls into the native side, small DOM helpers, messages and questions.
+// Native functions are bound on window by name; each answers with a promise. A pop-out panel binds fewer
+// names than the main window, and some names arrive with later versions, so every call tolerates absence.
+var Q = (function () {
+  const Q = {};
+
+  Q.has = (name) => typeof window[name] === 'function';
+
+  // Calls a bound name. Resolves with its answer, or undefined when the name isn't bound or the call failed
+  // (a failure is shown once as a message: the native side rejects with a sentence).
+  Q.call = async function (name, ...args) {
+    if (!Q.has(name)) return undefined;
+    try {
+      return await window[name](...args);
+    } catch (e) {
+      Q.toast(String(e && e.message ? e.message : e), 'error');
+      return undefined;
+    }
+  };
+
+  Q.$ = (id) => document.getElementById(id);
+
+  Q.el = function (tag, props, ...children) {
+    const node = document.createElement(tag);
+    for (const [k, v] of Object.entries(props || {})) {
+      if (k === 'class') node.className = v;
+      else if (k === 'text') node.textContent = v;
+      else if (k.startsWith('on')) node.addEventListener(k.slice(2), v);
+      else if (v !== false && v != null) node.setAttribute(k, v === true ? '' : v);
+    }
+    for (const c of children) if (c != null) node.append(c);
+    return node;
+  };
+
+  // A whole number from an input, never negative and within a 32-bit int: the native parsers take nothing else.
+  Q.int = function (input, fallback = 0) {
+    const n = Math.floor(Number(input.value));
+    return Number.isFinite(n) && n >= 0 ? Math.min(n, 2147483647) : fallback;
+  };
+
+  Q.debounce = function (fn, ms) {
+    let timer = 0;
+    const run = (...args) => { clearTimeout(timer); timer = setTimeout(() => fn(...args), ms); };
+    run.now = (...args) => { clearTimeout(timer); fn(...args); };
+    return run;
+  };
+
+  Q.toast = function (text, kind = '') {
+    if (!text) return;
+    const box = Q.$('toasts');
+    const t = Q.el('div', { class: 'toast ' + kind, text });
+    box.append(t);
+    while (box.children.length > 3) box.firstChild.remove();
+    setTimeout(() => t.remove(), kind === 'error' ? 7000 : 3500);
+  };
+
+  // Asks a yes/no question in the page's own dialog. Resolves true for the confirming button. Questions
+  // that come while one is open wait their turn.
+  let asking = Promise.resolve();
+  Q.ask = function (question) {
+    const answer = asking.then(() => askNow(question));
+    asking = answer.catch(() => false);
+    return answer;
+  };
+  function askNow({ title, text, ok = 'OK', cancel = 'Cancel', danger = false }) {
+    const dlg = Q.$('ask-dialog');
+    Q.$('ask-title').textContent = title;
+    Q.$('ask-text').textContent = text;
+    Q.$('ask-ok').textContent = ok;
+    Q.$('ask-ok').className = 'btn ' + (danger ? 'danger' : 'accent');
+    Q.$('ask-cancel').textContent = cancel;
+    Q.$('ask-cancel').hidden = cancel === null;
+    return new Promise((resolve) => {
+      dlg.addEventListener('close', () => resolve(dlg.returnValue === 'ok'), { once: true });
+      dlg.returnValue = '';
+      dlg.showModal();
+      (cancel === null ? Q.$('ask-ok') : Q.$('ask-cancel')).focus();
+    });
+  }
+
+  Q.tell = (title, text) => Q.ask({ title, text, ok: 'OK', cancel: null });
+
+  // Tips and warnings that are shown once: true when the user goes ahead (or has seen it before).
+  Q.warnOnce = async function (id, question) {
+    const app = Q.app || {};
+    const seen = app.seenWarnings || [];
+    if (app.showWarnings === false || seen.includes(id)) return true;
+    const go = await Q.ask(question);
+    if (go) {
+      app.seenWarnings = seen.concat(id);
+      Q.call('markWarningSeen', id);
+    }
+    return go;
+  };
+
+  // Status documents go to every module that listens.
+  const listeners = [];
+  Q.onStatus = (fn) => listeners.push(fn);
+  Q.status = {};
+  Q.publishStatus = function (s) {
+    Q.status = s;
+    for (const fn of listeners) {
+      try { fn(s); } catch (e) { console.error(e); }
+    }
+  };
+
+  // A control the user just changed ignores the poll for a moment: a status taken before the change
+  // would flip it back.
+  const touched = new Map();
+  Q.touch = (node) => touched.set(node, Date.now());
+  Q.recentlyTouched = (node) => Date.now() - (touched.get(node) || 0) < 800;
+
+  // A pop-out window of one panel binds closeThisWindow; the main window doesn't.
+  Q.isPopout = Q.has('closeThisWindow');
+
+  return Q;
+})();
