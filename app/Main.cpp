@@ -1,5 +1,6 @@
 #include <cstdio>
 
+#include "app/ChildMode.h"
 #include "app/CommandLine.h"
 #include "app/Master.h"
 #include "core/AppState.h"
@@ -25,7 +26,7 @@ int main(int argc, char** argv) {
         case RunMode::Timeline:
             std::fprintf(stderr, "Quorvane: the Timeline Editor is not part of this build\n");
             return 1;
-        case RunMode::Child: std::fprintf(stderr, "Quorvane: pop-out panels are not part of this build\n"); return 1;
+        case RunMode::Child: return RunChildMode(cl.childArg);
         case RunMode::Master: break;
     }
     return RunMaster();

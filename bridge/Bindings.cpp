@@ -161,17 +161,20 @@ std::string BindSetKeySpamChordMode(const std::string& arg) {
     return "";
 }
 
-std::string BindResizeWindow(const std::string& arg) {
+std::string BindResizeWindow(const std::string& arg) { return BindResizeWindowOf(g_MasterWindow, arg); }
+
+std::string BindResizeWindowOf(void* window, const std::string& arg) {
     const std::vector<std::string> f = SplitString(ParseJSString(arg), ',');
     if (f.size() < 2) return "";
     const int w = RequireInt("resizeWindow", f[0]);
     const int h = RequireInt("resizeWindow", f[1]);
-    if (void* window = g_MasterWindow) PlatformResizeWindowClamped(window, w, h);
+    if (window) PlatformResizeWindowClamped(window, w, h);
     return "";
 }
 
 std::string BindSetTheme(const std::string& arg) {
     SetCurrentTheme(ParseJSString(arg));
+    NotifyChildWindowsThemesChanged();  // open panels repaint in the new theme
     return "";
 }
 

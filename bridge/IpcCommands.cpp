@@ -77,6 +77,8 @@ void HandleIpcCommand(const std::string& command, const std::string& payload) {
         SetKeySpamChordMode(payload);
     } else if (command == "panelHover") {
         g_PanelHoverActive = payload == "1";
+    } else if (command == "pickLocation") {
+        isPickingLocation = true;  // the Spammer panel's "Pick point" in a window of its own
     } else if (command == "reassignKey") {
         for (const ReassignWord& w : kReassignWords) {
             if (payload == w.word) currentReassign = w.code;
@@ -86,6 +88,7 @@ void HandleIpcCommand(const std::string& command, const std::string& payload) {
         ApplyHoldMode(payload);
     } else if (command == "setTheme") {
         SetCurrentTheme(payload);
+        NotifyChildWindowsThemesChanged();
     } else if (command == "deleteEvent") {
         int32_t index = 0;
         if (!ParseInt(payload, index)) return;

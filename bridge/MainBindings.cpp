@@ -3,6 +3,7 @@
 #include <functional>
 #include <vector>
 
+#include "bridge/PopOut.h"
 #include "bridge/StatusDocuments.h"
 #include "bridge/WebView.h"
 #include "core/AppState.h"
@@ -56,6 +57,7 @@ void BindMainWindow(WebView& w) {
              isPickingLocation = true;
              return std::string();
          }},
+        {"popOutPanel", BindPopOutPanel},
         {"setHoldMode",
          [](const std::string& arg) {
              ApplyHoldMode(ParseJSString(arg));

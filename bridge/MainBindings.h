@@ -26,6 +26,8 @@ std::string BindResetHotkeys();
 std::string BindRemoveKeySpamTarget(const std::string& arg);
 std::string BindSetKeySpamChordMode(const std::string& arg);
 std::string BindResizeWindow(const std::string& arg);
+// The same for any window of ours (a pop-out panel's own).
+std::string BindResizeWindowOf(void* window, const std::string& arg);
 std::string BindSetTheme(const std::string& arg);
 std::string BindGetSharedTheme();
 std::string BindOpenLink(const std::string& arg);

@@ -52,6 +52,11 @@ bool PlatformProcessIsThisApp(int pid);
 
 int PlatformProcessId();
 
+// Starts this executable again as a pop-out panel: argv is the executable, "--child", arg, with this
+// environment. The themes-changed signal stays blocked in the new process until it can take it. The pid,
+// or 0 on failure.
+int PlatformSpawnChild(const std::string& arg);
+
 // Sends signal `sig` to a companion process.
 void PlatformSignalChild(int pid, int sig);
 

@@ -25,3 +25,8 @@ std::optional<WindowRect> PlaceRestoredWindow(const WindowRect& saved, const std
 // should change.
 std::optional<WindowRect> ClampContentResize(const WindowRect& frame, int decorationWidth, int decorationHeight,
                                              const WindowRect& visible, int w, int h);
+
+// A pop-out panel's client area of w x h, asked with its corner at (x, y): centred in the visible area of
+// the first screen when x or y is INT_MIN; otherwise moved as little as needed to lie within the visible
+// area of the screen nearest to that corner (a window larger than the area keeps its top-left inside).
+WindowRect PlaceChildWindow(int x, int y, int w, int h, const std::vector<ScreenArea>& screens);

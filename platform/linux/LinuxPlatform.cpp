@@ -4,6 +4,7 @@
 #include <limits.h>
 #include <pwd.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/file.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
@@ -152,6 +153,35 @@ bool PlatformProcessIsThisApp(int pid) {
 }
 
 int PlatformProcessId() { return static_cast<int>(getpid()); }
+
+int PlatformSpawnChild(const std::string& arg) {
+    const std::string exe = ExecutablePath();
+    if (exe.empty()) return 0;
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attr;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawnattr_init(&attr);
+    // Only the standard streams go along: the child has no business with our sockets or the display.
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+    // SIGUSR1 says "themes changed" and would end a process that hasn't set up its handler yet: it waits,
+    // blocked, until the child takes it. The rest of the dispositions start afresh.
+    sigset_t mask, defaults;
+    sigemptyset(&mask);
+    sigaddset(&mask, SIGUSR1);
+    sigemptyset(&defaults);
+    for (int sig : {SIGTERM, SIGINT, SIGHUP, SIGPIPE, SIGCHLD}) sigaddset(&defaults, sig);
+    posix_spawnattr_setsigmask(&attr, &mask);
+    posix_spawnattr_setsigdefault(&attr, &defaults);
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    std::string child = "--child";
+    std::string argument = arg;
+    char* argv[] = {const_cast<char*>(exe.c_str()), child.data(), argument.data(), nullptr};
+    pid_t pid = 0;
+    const int rc = posix_spawn(&pid, exe.c_str(), &actions, &attr, argv, environ);
+    posix_spawnattr_destroy(&attr);
+    posix_spawn_file_actions_destroy(&actions);
+    return rc == 0 ? static_cast<int>(pid) : 0;
+}
 
 void PlatformSignalChild(int pid, int sig) {
     if (pid > 0) kill(pid, sig);

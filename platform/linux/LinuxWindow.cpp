@@ -11,13 +11,7 @@
 #include "platform/Dialogs.h"
 #include "platform/Window.h"
 #include "platform/WindowPlacement.h"
-
-namespace {
-
-struct XWin {
-    Display* dpy = nullptr;
-    Window xid = 0;
-};
+#include "platform/linux/LinuxX11Window.h"
 
 XWin XWindowOf(void* window) {
     if (!window) return {};
@@ -54,6 +48,8 @@ bool HasWindowManager(Display* dpy) {
     return ok;
 }
 
+namespace {
+
 // The client area's place on the root window, and its size.
 bool ClientGeometry(const XWin& w, int& x, int& y, int& cw, int& ch) {
     Window root = 0, child = 0;
@@ -65,6 +61,8 @@ bool ClientGeometry(const XWin& w, int& x, int& y, int& cw, int& ch) {
     ch = static_cast<int>(height);
     return true;
 }
+
+}  // namespace
 
 std::vector<ScreenArea> Screens(void* window) {
     std::vector<ScreenArea> out;
@@ -117,6 +115,8 @@ void SendWmState(const XWin& w, bool add, const char* state) {
     XSendEvent(w.dpy, DefaultRootWindow(w.dpy), False, SubstructureRedirectMask | SubstructureNotifyMask, &ev);
     XFlush(w.dpy);
 }
+
+namespace {
 
 struct Hooks {
     void* window = nullptr;

@@ -1,6 +1,7 @@
 'use strict';
 // The five panels: order and collapse (kept in the app settings), moving them by drag or Alt+arrows,
-// popping them out into windows of their own and taking them back, and fitting a pop-out window.
+// popping them out into windows of their own and taking them back, and fitting a pop-out window (where
+// Escape docks it).
 
 Q.panels = (function () {
   const DEFAULT_ORDER = ['panel-spammer', 'panel-keyspam', 'panel-tracker', 'panel-profile', 'panel-ui'];
@@ -136,8 +137,20 @@ Q.panels = (function () {
   }
   const packSoon = () => { if (!packing) packing = setTimeout(pack, 16); };
 
+  // In a window of its own, Escape sends the panel home, unless it is closing something of the page's
+  // (a dialog, an open select) first.
+  function dockOnEscape(e) {
+    if (e.key !== 'Escape' || e.defaultPrevented || e.repeat) return;
+    if (document.querySelector('dialog[open]')) return;
+    e.preventDefault();
+    Q.call('closeThisWindow', '');
+  }
+
   function init(app) {
-    if (Q.isPopout) document.body.classList.add('popout');
+    if (Q.isPopout) {
+      document.body.classList.add('popout');
+      document.addEventListener('keydown', dockOnEscape);
+    }
     for (const panel of panels()) {
       const header = panel.querySelector('.panel-header');
       const body = panel.querySelector('.panel-body');
