@@ -35,8 +35,6 @@ Fn Signal(const char* name) {
     };
 }
 
-bool IsJsonObject(const std::string& text) { return JsonReadObject(text).ok; }
-
 // Drags the window with the pointer; dropped on the main window's saved rectangle, the panel docks: this
 // process ends and the master shows the panel again at its next poll.
 std::string BeginWindowDrag(WebView& w) {
@@ -48,17 +46,6 @@ std::string BeginWindowDrag(WebView& w) {
 }
 
 }  // namespace
-
-std::string PanelTrackerStatus() {
-    const std::string text = LoadTrackerStatusFromFile();
-    return IsJsonObject(text) ? text : kIdleTrackerStatus;
-}
-
-std::string PanelSettings() {
-    std::string text = ReadFile(GetPanelSettingsFilePath());
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-    return !text.empty() && IsJsonObject(text) ? text : "{}";
-}
 
 void BindPanelWindow(WebView& w) {
     const std::vector<std::pair<const char*, Fn>> table = {

@@ -10,8 +10,3 @@ class WebView;
 
 // Binds every page function of a panel window.
 void BindPanelWindow(WebView& w);
-
-// Answers of the panel's queries, read from the data folder. A file that holds no JSON object gives the
-// same answer as a missing one: the idle status, and "{}" for the settings.
-std::string PanelTrackerStatus();
-std::string PanelSettings();

@@ -142,3 +142,14 @@ bool PointIsOverSavedMainWindow(int x, int y) {
     const long long left = g_SavedWindowX, top = g_SavedWindowY;
     return left <= x && x < left + g_SavedWindowWidth && top <= y && y < top + g_SavedWindowHeight;
 }
+
+std::string PanelTrackerStatus() {
+    const std::string text = LoadTrackerStatusFromFile();
+    return JsonReadObject(text).ok ? text : kIdleTrackerStatus;
+}
+
+std::string PanelSettings() {
+    std::string text = ReadFile(GetPanelSettingsFilePath());
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+    return !text.empty() && JsonReadObject(text).ok ? text : "{}";
+}

@@ -40,3 +40,9 @@ std::string ChildPanelDocument(const std::string& resourceDir, const std::string
 // The drop target of a dragged panel: the main window's last saved rectangle (g_SavedWindow*), read by the
 // caller from the app settings. False when no rectangle is saved.
 bool PointIsOverSavedMainWindow(int x, int y);
+
+// A panel's queries, answered from the data folder. A file that holds no JSON object gives the same
+// answer as a missing one: the idle status, and "{}" for the settings (the page polls the status, and a
+// broken answer would fail each poll).
+std::string PanelTrackerStatus();
+std::string PanelSettings();

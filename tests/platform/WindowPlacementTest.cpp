@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <climits>
 #include <cstdlib>
 
 #include "platform/Platform.h"
@@ -33,6 +34,25 @@ TEST(WindowPlacementTest, Restore) {
         SCOPED_TRACE(c.name);
         EXPECT_EQ(PlaceRestoredWindow(c.saved, kScreens), c.placed);
     }
+}
+
+TEST(WindowPlacementTest, PopOutPanel) {
+    const struct {
+        const char* name;
+        int x, y;
+        WindowRect placed;
+    } cases[] = {
+        {"asked for no place: centred in the first screen's visible area", INT_MIN, 200, {735, 355, 450, 400}},
+        {"where asked", 500, 300, {500, 300, 450, 400}},
+        {"under the top panel: moved down", 500, 10, {500, 30, 450, 400}},
+        {"past the first screen's right edge, nearer the second: kept on it", 3000, 900, {2750, 624, 450, 400}},
+        {"left of every screen: on the nearest", -140, 500, {0, 500, 450, 400}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(PlaceChildWindow(c.x, c.y, 450, 400, kScreens), c.placed);
+    }
+    EXPECT_EQ(PlaceChildWindow(INT_MIN, INT_MIN, 450, 400, {}), (WindowRect{0, 0, 450, 400}));
 }
 
 TEST(WindowPlacementTest, ClampedResize) {

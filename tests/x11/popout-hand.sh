@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Panels started by hand: an unknown theme key gives the page's own default look, a title alone gives a
+# centred window of that title; and a panel in each built-in theme, for the eye.
+source "$(dirname "$0")/lib.sh"
+data="$XDG_DATA_HOME/Quorvane"
+mkdir -p "$data"
+chmod 700 "$data"
+panels() { xdotool search --onlyvisible --name '^Quorvane - Spammer$' 2>/dev/null || true; }
+has_panel() { [ -n "$(panels)" ]; }
+no_panel() { [ -z "$(panels)" ]; }
+geometry() {
+  local info
+  info=$(xwininfo -id "$1")
+  X=$(sed -n 's/.*Absolute upper-left X: *//p' <<< "$info")
+  Y=$(sed -n 's/.*Absolute upper-left Y: *//p' <<< "$info")
+}
+shot="$QVN_ARTIFACTS/screen.png"
+pixel() { convert "$shot" -crop "1x1+$1+$2" -format '%[fx:int(255*r+0.5)],%[fx:int(255*g+0.5)],%[fx:int(255*b+0.5)]' info:; }
+near() { awk -F, -v w="$2" 'BEGIN { split(w, e, ",") } { for (i = 1; i <= 3; i++) if ($i - e[i] > 2 || e[i] - $i > 2) exit 1 }' <<< "$1"; }
+
+printf 'nosuchtheme' > "$data/theme.txt"
+"$QVN_BIN" --child 'Spammer|panel-spammer|300|300|nosuchtheme' & lone=$!
+"$QVN_BIN" --child 'Solo' & solo=$!
+check "the hand-started panel appears" wait_for 15 has_panel
+check "the one-field panel appears with its title" wait_for 15 eval 'xdotool search --onlyvisible --name "^Quorvane - Solo$" >/dev/null'
+geometry "$(xdotool search --onlyvisible --name '^Quorvane - Solo$' | head -n1)"
+check "and centred on the screen (corner at $X,$Y)" test $((X - 415)) -le 2 -a $((415 - X)) -le 2 -a $((Y - 312)) -le 2 -a $((312 - Y)) -le 2
+geometry "$(panels | head -n1)"
+shoot_painted "$shot" "$(panels | head -n1)" 20 40
+check "an unknown theme key shows the default look (got $(pixel $((X + 4)) $((Y + 200))))" near "$(pixel $((X + 4)) $((Y + 200)))" 22,29,45
+kill -TERM "$lone" "$solo"
+wait_exit "$lone" 10; check "SIGTERM ends a panel cleanly (got $rc)" test "$rc" = 0
+wait_exit "$solo" 10
+
+# A popped-out panel in each built-in theme, for the eye.
+for theme in quorvane:22,29,45 daylight:255,255,255 graphite:28,28,30; do
+  colour=${theme#*:}; theme=${theme%%:*}
+  printf '%s' "$theme" > "$data/theme.txt"
+  "$QVN_BIN" --child "Spammer|panel-spammer|400|300|$theme" & one=$!
+  wait_for 15 has_panel
+  panel=$(panels | head -n1)
+  geometry "$panel"
+  shoot_painted "$shot" "$panel" 20 40
+  sleep 0.5
+  check "a panel in $theme paints in it (got $(pixel $((X + 4)) $((Y + 200))))" near "$(pixel $((X + 4)) $((Y + 200)))" "$colour"
+  import -window "$panel" "$QVN_ARTIFACTS/panel-$theme.png"
+  kill -TERM "$one"; wait_exit "$one" 10
+  wait_for 5 no_panel
+done
+finish
