@@ -287,6 +287,25 @@ TEST_F(InjectionTest, SeamFunctionsAndTheirMarks) {
     EXPECT_TRUE(SettlesWithNothingHeld());
 }
 
+// What a macro file may carry: a point far off the screen goes to the edge instead of wrapping round, and a
+// huge wheel delta is a bounded number of lines that a stop ends.
+TEST_F(InjectionTest, FarPointsAndHugeScrollsStayBounded) {
+    int x = 0, y = 0;
+    PlatformMoveMouseTo(70000, -70000);
+    PlatformCursorPosition(x, y);
+    EXPECT_EQ(x, DisplayWidthOfServer() - 1);
+    EXPECT_EQ(y, 0);
+
+    PlatformScroll(120 * 1000000);
+    std::atomic<bool> stopped{false};
+    PlatformScroll(-120 * 50, &stopped);
+    PlatformCursorPosition(x, y);  // a round trip: the server has taken every request
+    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("ButtonRelease 4 ") == kMaxScrollLines; }));
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(g_Window.Count("ButtonPress 4 "), static_cast<size_t>(kMaxScrollLines));
+    EXPECT_EQ(g_Window.Count("ButtonPress 5 "), 0u);
+}
+
 // Last: ShutDown ends the threads, so nothing can run after it.
 TEST_F(InjectionTest, AMacroReplaysIntoTheWindow) {
     const auto at = [](double t, int type, int64_t x, int64_t y, uint64_t flags, int vk, bool down) {

@@ -190,6 +190,31 @@ TEST_F(TapTest, WhileAHotkeyIsHeldTheToolsOutputAndOtherKeysReachTheWindow) {
     EXPECT_TRUE(NothingHeld());
 }
 
+// The tap's thread waits for the profile lock longer than the watchdog allows while a hotkey is pressed: the
+// watchdog lets the frozen keyboard go, and afterwards hotkeys and typing work as before.
+TEST_F(TapTest, AfterTheWatchdogHotkeysAndTypingStillWork) {
+    const int f6 = Code(117), a = Code(65), b = Code(66);
+    StartRecording();
+    {
+        std::unique_lock<std::mutex> held(profileMutex);
+        Tap(a);  // its recording waits for the lock
+        UserKey(f6, true);
+        std::this_thread::sleep_for(300ms);
+        UserKey(f6, false);
+        std::this_thread::sleep_for(50ms);
+    }
+    ASSERT_TRUE(WaitUntil([] { return isAutoClicking.load(); }));  // the press was judged once the lock came
+    StopRecording();
+    Settle();
+    g_Window.Clear();
+    Tap(f6);
+    EXPECT_TRUE(WaitUntil([] { return !isAutoClicking; }, 2s));
+    Tap(b);
+    EXPECT_TRUE(WaitUntil([&] { return g_Window.Count(Line("KeyRelease", b)) == 1; }, 2s));
+    EXPECT_EQ(g_Window.Count(Line("KeyPress", f6)), 0u);
+    EXPECT_TRUE(NothingHeld());
+}
+
 TEST_F(TapTest, WithTheLockClosedTheHotkeyReachesTheWindowAndTheRecording) {
     g_HotkeyLockEnabled = true;
     g_HotkeysUnlocked = false;
@@ -245,6 +270,40 @@ TEST_F(TapTest, TheProgramsOwnInputNeitherTriggersNorRecords) {
     EXPECT_EQ(g_Window.Count("ButtonPress 1 50 60"), 5u);
     EXPECT_TRUE(Recording().empty()) << Describe(Recording());
     EXPECT_TRUE(NothingHeld());
+}
+
+// The Spammer and the Key Spammer inject at once from two connections, whose requests the server mixes in
+// its own order: not one of their events may enter the recording.
+TEST_F(TapTest, BothSpammersDuringATenSecondRecordingLeaveNothingInIt) {
+    UserMoveTo(300, 300);
+    Settle();
+    keySpamTargetCount = 0;
+    AppendKeySpamTarget(65);
+    keySpamIntervalMs = 1;
+    keySpamRepeatMode = 1;
+    autoClickIntervalMs = 1;
+    autoClickRepeatMode = 1;
+    autoClickLocationMode = 0;
+    StartRecording();
+    isKeySpamming = true;
+    Wake(g_KeySpamWake);
+    isAutoClicking = true;
+    Wake(g_AutoClickWake);
+    std::this_thread::sleep_for(10s);
+    triggerAutoClickStop = true;
+    triggerKeySpamStop = true;
+    WakeSignalProcessor();
+    ASSERT_TRUE(WaitUntil([] { return !isAutoClicking && !isKeySpamming; }));
+    Settle();
+    StopRecording();
+    std::vector<UnifiedEvent> events;  // the stops of the two tools are recorded as such, and nothing else
+    for (const auto& e : Recording()) {
+        if (e.type != EventToolToggle) events.push_back(e);
+    }
+    EXPECT_TRUE(events.empty()) << events.size() << " events: " << Describe(events).substr(0, 400);
+    EXPECT_GT(g_Window.Count(Line("KeyPress", Code(65))), 1000u);
+    EXPECT_GT(g_Window.Count("ButtonPress 1 "), 1000u);
+    EXPECT_TRUE(WaitUntil(NothingHeld, 2s));
 }
 
 TEST_F(TapTest, ARecordingHoldsTheUsersKeysClicksMovesAndWheel) {
