@@ -15,7 +15,7 @@ enum MarkKind : int32_t {
 
 // Each injecting thread pushes onto a lane of its own (threads beyond the count share lanes).
 inline constexpr int kMarkLanes = 16;
-inline constexpr int kMarkRingSize = 512;  // marks a lane keeps
+inline constexpr int kMarkRingSize = 2048;  // marks a lane keeps: two seconds of a tool at 1 ms
 // A mark whose event hasn't come back within this time is taken as lost (a request the server dropped).
 inline constexpr int64_t kMarkLifetimeNs = 1'000'000'000;
 // How many marks past the oldest one of a lane a reported event may match; those it skips are taken as lost.
