@@ -1,6 +1,7 @@
 // Pop-out panels without a window: the master's spawn request against real child processes (copies of
 // this binary that report what they were given), the child's reading of its argument, the script that
 // reduces the page to one panel, and the answers a panel reads from the data files.
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -8,7 +9,6 @@
 
 #include <climits>
 #include <cstring>
-#include <dirent.h>
 #include <fstream>
 
 #include "bridge/Ipc.h"
@@ -56,7 +56,9 @@ void Reap(int pid) {
 
 class PopOutTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { PlatformStartIpcServer([](std::string_view) {}); }
+    static void SetUpTestSuite() {
+        PlatformStartIpcServer([](std::string_view) {});
+    }
     static void TearDownTestSuite() { PlatformStopIpcServer(); }
     void SetUp() override {
         ResetAppState();
@@ -85,7 +87,8 @@ TEST_F(PopOutTest, SpawnsAPanelAtTheCursorAndKeepsItUntilItHasEnded) {
     EXPECT_NE(BuildSettingsJson().find("\"sms\":37"), std::string::npos);
 
     // Its end shows once, in the next poll's restore list.
-    ASSERT_TRUE(WaitUntil([&] { return BindGetTrackerStatus().find("\"restore\":[\"panel-spammer\"]") != std::string::npos; }));
+    ASSERT_TRUE(
+        WaitUntil([&] { return BindGetTrackerStatus().find("\"restore\":[\"panel-spammer\"]") != std::string::npos; }));
     EXPECT_NE(BindGetTrackerStatus().find("\"restore\":[]"), std::string::npos);
     EXPECT_EQ(ChildOf("panel-spammer"), 0);
 }
