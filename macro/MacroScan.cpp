@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "persist/Numbers.h"
+#include "core/Numbers.h"
 
 namespace MacroScan {
 
