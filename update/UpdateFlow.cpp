@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "core/AppState.h"
+#include "core/BindArgs.h"
 #include "core/Threads.h"
 #include "platform/Platform.h"
 #include "update/Update.h"
@@ -15,24 +16,6 @@ namespace {
 
 // True while an update started by the page runs; stays true on success and on cancel, as the process ends.
 std::atomic<bool> updateInstallRunning{false};
-
-std::string JsonString(const std::string& text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            static const char kHex[] = "0123456789abcdef";
-            out += "\\u00";
-            out += kHex[(c >> 4) & 15];
-            out += kHex[c & 15];
-        } else {
-            out += c;
-        }
-    }
-    return out + "\"";
-}
 
 bool PageReachable() { return !g_UpdateInstallCancel && static_cast<bool>(g_MasterEvalFn); }
 
@@ -94,8 +77,8 @@ void CheckThread() {
     if (!g_AppRunning || !result.available) return;
     std::lock_guard<std::mutex> lock(g_UpdateUiMutex);
     if (PageReachable())
-        g_MasterEvalFn("if (window.onUpdateAvailable) window.onUpdateAvailable(" + JsonString(result.info.version) +
-                       "," + JsonString(result.currentVersion) + ");");
+        g_MasterEvalFn("if (window.onUpdateAvailable) window.onUpdateAvailable(" + JsonEscapeForBind(result.info.version) +
+                       "," + JsonEscapeForBind(result.currentVersion) + ");");
 }
 
 }  // namespace
