@@ -82,4 +82,5 @@ void StartUpdate(const UpdatePageHooks& hooks);
 bool SelfTestUpdate(const std::string& vectorsPath, std::string& report);
 
 // The fixed sentences.
-inline constexpr const char* kUpdateFailedInstall = "Update failed: the update could not be installed. Nothing was changed.";
+inline constexpr const char* kUpdateFailedInstall =
+    "Update failed: the update could not be installed. Nothing was changed.";

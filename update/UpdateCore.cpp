@@ -55,8 +55,8 @@ ParsedVersion ParseVersionWithTag(const std::string& text) {
     const auto second = text.find('.', first + 1);
     if (second == std::string::npos) return v;
     const auto hyphen = text.find('-', second + 1);
-    const std::string patch = text.substr(second + 1, hyphen == std::string::npos ? std::string::npos
-                                                                                    : hyphen - second - 1);
+    const std::string patch =
+        text.substr(second + 1, hyphen == std::string::npos ? std::string::npos : hyphen - second - 1);
     if (!ParseVersionGroup(text.substr(0, first), v.major) ||
         !ParseVersionGroup(text.substr(first + 1, second - first - 1), v.minor) || !ParseVersionGroup(patch, v.patch))
         return v;
@@ -90,7 +90,8 @@ bool IsValidVersionShape(const std::string& text) { return ParseVersionWithTag(t
 
 bool IsValidSha256Shape(const std::string& text) {
     if (text.size() != 64) return false;
-    return std::all_of(text.begin(), text.end(), [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
 }
 
 bool IsValidManifestUrlShape(const std::string& text) {
@@ -320,7 +321,8 @@ std::string CompareTreeWithList(const FileList& list, std::vector<FileListEntry>
     while (i < list.entries.size() || j < found.size()) {
         if (j == found.size() || (i < list.entries.size() && list.entries[i].path < found[j].path))
             return "missing: " + list.entries[i].path;
-        if (i == list.entries.size() || found[j].path < list.entries[i].path) return "not in the list: " + found[j].path;
+        if (i == list.entries.size() || found[j].path < list.entries[i].path)
+            return "not in the list: " + found[j].path;
         if (!(list.entries[i] == found[j])) return "changed: " + found[j].path;
         ++i;
         ++j;

@@ -77,8 +77,8 @@ void CheckThread() {
     if (!g_AppRunning || !result.available) return;
     std::lock_guard<std::mutex> lock(g_UpdateUiMutex);
     if (PageReachable())
-        g_MasterEvalFn("if (window.onUpdateAvailable) window.onUpdateAvailable(" + JsonEscapeForBind(result.info.version) +
-                       "," + JsonEscapeForBind(result.currentVersion) + ");");
+        g_MasterEvalFn("if (window.onUpdateAvailable) window.onUpdateAvailable(" +
+                       JsonEscapeForBind(result.info.version) + "," + JsonEscapeForBind(result.currentVersion) + ");");
 }
 
 }  // namespace
@@ -92,8 +92,10 @@ UpdateCheckResult CheckForUpdate(const std::string& override) {
     result.currentVersion = UpdateCore::kCurrentVersion;
     std::string text;
     if (override.empty() || override.rfind("https://", 0) == 0) {
-        HttpsGet(override.empty() ? UpdateCore::DefaultManifestUrl() : override, UpdateCore::kManifestMaxBytes,
-                 nullptr, nullptr, text);
+        // Shut-down doesn't wait for this thread: the fetch stops as soon as the app is ending.
+        const UpdateProgressFn stillWanted = [](uint64_t, uint64_t) { return g_AppRunning && !g_UpdateInstallCancel; };
+        HttpsGet(override.empty() ? UpdateCore::DefaultManifestUrl() : override, UpdateCore::kManifestMaxBytes, nullptr,
+                 stillWanted, text);
     } else if (override.rfind("http://", 0) == 0) {
         return result;
     } else if (!ReadWholeFile(override, text) || text.size() > UpdateCore::kManifestMaxBytes) {

@@ -77,14 +77,15 @@ bool SelfTestUpdate(const std::string& vectorsPath, std::string& report) {
            "host: look-alike subdomain rejected");
     r.Line(!IsAllowedInstallerHost(std::string("https://") + kWebHost + "@evil.example" + path),
            "host: userinfo trick rejected");
-    r.Line(!IsAllowedInstallerHost(std::string("https://") + kWebHost + ":8443" + path), "host: explicit port rejected");
+    r.Line(!IsAllowedInstallerHost(std::string("https://") + kWebHost + ":8443" + path),
+           "host: explicit port rejected");
     r.Line(!IsAllowedInstallerHost("https://example.com" + path), "host: other site rejected");
     r.Line(!IsAllowedInstallerHost(std::string("http://") + kWebHost + path), "host: plain http rejected");
     // The loopback host and the test key belong to test builds only.
     const bool testBuild = UpdateIsTestBuild();
     const bool loopback = IsAllowedInstallerHost("https://127.0.0.1:8443" + path);
-    r.Line(loopback == testBuild, testBuild ? "host: loopback test site accepted by this test build"
-                                            : "host: loopback test site rejected");
+    r.Line(loopback == testBuild,
+           testBuild ? "host: loopback test site accepted by this test build" : "host: loopback test site rejected");
     const bool releaseKeyLoads = ImportP256PublicBlob(kReleasePublicKeyBlob, 72) != nullptr;
     r.Line(releaseKeyLoads, "release key pinned in this build");
     // A manifest payload signed by the test key: trusted exactly when this is a test build.

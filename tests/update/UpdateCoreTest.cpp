@@ -24,12 +24,26 @@ TEST(UpdateVersionTest, ShapesAndOrder) {
         const char* text;
         bool valid;
     };
-    for (const Row& r : std::initializer_list<Row>{
-             {"1.0.1", true}, {"0.0.0", true}, {"99999.99999.99999", true}, {"1.0.2-beta.3", true},
-             {"1.0.2-beta.00001", true}, {"100000.0.0", false}, {"1.0", false}, {"1.0.0.0", false},
-             {"v1.0.0", false}, {"1.0.0-rc.1", false}, {"1.0.0-beta", false}, {"1.0.0-beta.", false},
-             {"1..0", false}, {" 1.0.0", false}, {"1.0.0 ", false}, {"1.0.-1", false}, {"1.0.+1", false},
-             {"", false}, {"1.0.0-beta.123456", false}, {"1.0.0-Beta.1", false}})
+    for (const Row& r : std::initializer_list<Row>{{"1.0.1", true},
+                                                   {"0.0.0", true},
+                                                   {"99999.99999.99999", true},
+                                                   {"1.0.2-beta.3", true},
+                                                   {"1.0.2-beta.00001", true},
+                                                   {"100000.0.0", false},
+                                                   {"1.0", false},
+                                                   {"1.0.0.0", false},
+                                                   {"v1.0.0", false},
+                                                   {"1.0.0-rc.1", false},
+                                                   {"1.0.0-beta", false},
+                                                   {"1.0.0-beta.", false},
+                                                   {"1..0", false},
+                                                   {" 1.0.0", false},
+                                                   {"1.0.0 ", false},
+                                                   {"1.0.-1", false},
+                                                   {"1.0.+1", false},
+                                                   {"", false},
+                                                   {"1.0.0-beta.123456", false},
+                                                   {"1.0.0-Beta.1", false}})
         EXPECT_EQ(IsValidVersionShape(r.text), r.valid) << r.text;
 
     struct Order {
@@ -37,12 +51,19 @@ TEST(UpdateVersionTest, ShapesAndOrder) {
         const char* b;
         bool greater;
     };
-    for (const Order& o : std::initializer_list<Order>{
-             {"1.0.10", "1.0.9", true}, {"1.0.9", "1.0.10", false}, {"2.0.0", "1.99.99", true},
-             {"1.1.0", "1.0.99", true}, {"1.0.1", "1.0.1", false}, {"1.0.2", "1.0.2-beta.9", true},
-             {"1.0.2-beta.9", "1.0.2", false}, {"1.0.2-beta.3", "1.0.2-beta.1", true},
-             {"1.0.2-beta.1", "1.0.2-beta.1", false}, {"1.0.2-beta.1", "1.0.1", true},
-             {"1.0.0", "bad", false}, {"bad", "1.0.0", false}, {"01.0.0", "1.0.0", false}})
+    for (const Order& o : std::initializer_list<Order>{{"1.0.10", "1.0.9", true},
+                                                       {"1.0.9", "1.0.10", false},
+                                                       {"2.0.0", "1.99.99", true},
+                                                       {"1.1.0", "1.0.99", true},
+                                                       {"1.0.1", "1.0.1", false},
+                                                       {"1.0.2", "1.0.2-beta.9", true},
+                                                       {"1.0.2-beta.9", "1.0.2", false},
+                                                       {"1.0.2-beta.3", "1.0.2-beta.1", true},
+                                                       {"1.0.2-beta.1", "1.0.2-beta.1", false},
+                                                       {"1.0.2-beta.1", "1.0.1", true},
+                                                       {"1.0.0", "bad", false},
+                                                       {"bad", "1.0.0", false},
+                                                       {"01.0.0", "1.0.0", false}})
         EXPECT_EQ(IsVersionGreater(o.a, o.b), o.greater) << o.a << " > " << o.b;
 }
 
@@ -58,8 +79,9 @@ TEST(UpdateShapeTest, TiersDigestsUrls) {
 
     EXPECT_TRUE(IsValidManifestUrlShape(kUrl));
     EXPECT_TRUE(IsValidManifestUrlShape("~!"));
-    for (const std::string& u : {std::string(""), std::string("https://a|b"), std::string("https://a b"),
-                                 std::string("https://a\tb"), std::string("https://a\x7f"), std::string("https://\xc3\xa9")})
+    for (const std::string& u :
+         {std::string(""), std::string("https://a|b"), std::string("https://a b"), std::string("https://a\tb"),
+          std::string("https://a\x7f"), std::string("https://\xc3\xa9")})
         EXPECT_FALSE(IsValidManifestUrlShape(u)) << u;
 }
 
@@ -69,22 +91,23 @@ TEST(UpdateHostTest, OnlyTheTwoProductHostsWhole) {
     EXPECT_TRUE(IsAllowedInstallerHost("https://QuorVane.APP/x.zip"));
     EXPECT_TRUE(IsAllowedInstallerHost("https://quorvane.app?x"));
     EXPECT_TRUE(IsAllowedInstallerHost("https://quorvane.app#x"));
-    for (const char* u : {"http://quorvane.app/x", "https://quorvane.app.evil.example/x", "https://quorvane.app@evil.example/",
-                          "https://evil.example@quorvane.app/", "https://quorvane.app:443/x", "https://quorvane.app./x",
-                          "https://www.quorvane.app/x", "https://xquorvane.app/", "https://", "HTTPS://quorvane.app/",
-                          "https://127.0.0.1:8443/x"})
+    for (const char* u : {"http://quorvane.app/x", "https://quorvane.app.evil.example/x",
+                          "https://quorvane.app@evil.example/", "https://evil.example@quorvane.app/",
+                          "https://quorvane.app:443/x", "https://quorvane.app./x", "https://www.quorvane.app/x",
+                          "https://xquorvane.app/", "https://", "HTTPS://quorvane.app/", "https://127.0.0.1:8443/x"})
         EXPECT_FALSE(IsAllowedInstallerHost(u)) << u;  // this is the release build's trust
 
     EXPECT_TRUE(IsLoopbackTestHost("127.0.0.1:1"));
     EXPECT_TRUE(IsLoopbackTestHost("127.0.0.1:65535"));
-    for (const char* h : {"127.0.0.1", "127.0.0.1:", "127.0.0.1:123456", "127.0.0.1:80x", "127.0.0.10:80", "localhost:80"})
+    for (const char* h :
+         {"127.0.0.1", "127.0.0.1:", "127.0.0.1:123456", "127.0.0.1:80x", "127.0.0.10:80", "localhost:80"})
         EXPECT_FALSE(IsLoopbackTestHost(h)) << h;
 }
 
 TEST(UpdateJsonTest, ScannerReadsTheFlatDocument) {
     EXPECT_EQ(ExtractJsonStringField("{\"a\": \"x\\ty\\n\\\"z\\\\\"}", "a"), "x\ty\n\"z\\");
     EXPECT_EQ(ExtractJsonStringField("{\"a\":\"open", "a"), "open");  // to the end when unterminated
-    EXPECT_EQ(ExtractJsonStringField("{\"a\":\"x\\", "a"), "x\\");     // a final backslash stays
+    EXPECT_EQ(ExtractJsonStringField("{\"a\":\"x\\", "a"), "x\\");    // a final backslash stays
     EXPECT_EQ(ExtractJsonStringField("{\"b\":\"1\"}", "a"), "");
     EXPECT_EQ(ExtractJsonStringField("{\"a\":1,\"b\":\"next\"}", "a"), "b");  // whatever quote comes next
     EXPECT_EQ(ExtractJsonStringField("{\"a\"}", "a"), "");
@@ -118,14 +141,14 @@ TEST(UpdateManifestTest, EvaluationOrderAndRefusals) {
         std::string text;
         const char* why;
     };
-    for (const Early& e : std::initializer_list<Early>{
-             {"{}", "empty"},
-             {Manifest("", "1.0.2", kUrl), "no tier"},
-             {Manifest("pro", "1.0.2", kUrl, kSha, ""), "no sig"},
-             {Manifest("gold", "1.0.2", kUrl), "tier shape"},
-             {Manifest("pro", "1.0", kUrl), "version shape"},
-             {Manifest("pro", "1.0.2", kUrl, std::string(64, 'A')), "digest shape"},
-             {Manifest("pro", "1.0.2", "https://quorvane.app/a|b"), "url shape"}}) {
+    for (const Early& e :
+         std::initializer_list<Early>{{"{}", "empty"},
+                                      {Manifest("", "1.0.2", kUrl), "no tier"},
+                                      {Manifest("pro", "1.0.2", kUrl, kSha, ""), "no sig"},
+                                      {Manifest("gold", "1.0.2", kUrl), "tier shape"},
+                                      {Manifest("pro", "1.0", kUrl), "version shape"},
+                                      {Manifest("pro", "1.0.2", kUrl, std::string(64, 'A')), "digest shape"},
+                                      {Manifest("pro", "1.0.2", "https://quorvane.app/a|b"), "url shape"}}) {
         payloads.clear();
         EXPECT_FALSE(EvaluateManifest(verify, e.text, "pro", "1.0.1", out)) << e.why;
         EXPECT_TRUE(payloads.empty()) << e.why;
@@ -193,8 +216,9 @@ TEST(UpdateSignatureFormTest, HexAndDer) {
 TEST(UpdateFileListTest, ParsesOnlyCleanSortedLists) {
     const std::string sha(64, 'c');
     FileList list;
-    const std::string good = "version\t1.0.2\nd\tlib\nf\t" + sha + "\t644\tlib/libwebview.so.0.12\nl\tlibwebview.so.0.12\tlib/x.so\n" +
-                             "f\t" + sha + "\t755\tquorvane\n";
+    const std::string good = "version\t1.0.2\nd\tlib\nf\t" + sha +
+                             "\t644\tlib/libwebview.so.0.12\nl\tlibwebview.so.0.12\tlib/x.so\n" + "f\t" + sha +
+                             "\t755\tquorvane\n";
     ASSERT_EQ(ParseFileList(good, list), "");
     EXPECT_EQ(list.version, "1.0.2");
     ASSERT_EQ(list.entries.size(), 4u);
@@ -206,25 +230,24 @@ TEST(UpdateFileListTest, ParsesOnlyCleanSortedLists) {
         std::string text;
         const char* why;
     };
-    for (const Bad& b : std::initializer_list<Bad>{
-             {"", "empty"},
-             {"version\t1.0.2", "no final line end"},
-             {"version\t1.0\n", "bad version"},
-             {"f\t" + sha + "\t644\ta\n", "no version line"},
-             {"version\t1.0.2\nf\t" + sha + "\t644\t../a\n", "climbs out"},
-             {"version\t1.0.2\nf\t" + sha + "\t644\t/etc/passwd\n", "absolute"},
-             {"version\t1.0.2\nf\t" + sha + "\t644\ta//b\n", "empty part"},
-             {"version\t1.0.2\nf\t" + sha + "\t644\ta/./b\n", "dot part"},
-             {"version\t1.0.2\nf\t" + sha + "\t648\ta\n", "mode not octal"},
-             {"version\t1.0.2\nf\t" + sha + "\t0644\ta\n", "mode too long"},
-             {"version\t1.0.2\nf\tabc\t644\ta\n", "bad digest"},
-             {"version\t1.0.2\nf\t" + sha + "\t644\ta\textra\n", "extra field"},
-             {"version\t1.0.2\nl\t../../etc\tbin/x\n", "link outside"},
-             {"version\t1.0.2\nl\t/etc/passwd\tx\n", "absolute link"},
-             {"version\t1.0.2\nd\tb\nd\ta\n", "unsorted"},
-             {"version\t1.0.2\nd\ta\nd\ta\n", "doubled"},
-             {"version\t1.0.2\nx\ta\n", "unknown kind"},
-             {"version\t1.0.2\n\n", "blank line"}}) {
+    for (const Bad& b : std::initializer_list<Bad>{{"", "empty"},
+                                                   {"version\t1.0.2", "no final line end"},
+                                                   {"version\t1.0\n", "bad version"},
+                                                   {"f\t" + sha + "\t644\ta\n", "no version line"},
+                                                   {"version\t1.0.2\nf\t" + sha + "\t644\t../a\n", "climbs out"},
+                                                   {"version\t1.0.2\nf\t" + sha + "\t644\t/etc/passwd\n", "absolute"},
+                                                   {"version\t1.0.2\nf\t" + sha + "\t644\ta//b\n", "empty part"},
+                                                   {"version\t1.0.2\nf\t" + sha + "\t644\ta/./b\n", "dot part"},
+                                                   {"version\t1.0.2\nf\t" + sha + "\t648\ta\n", "mode not octal"},
+                                                   {"version\t1.0.2\nf\t" + sha + "\t0644\ta\n", "mode too long"},
+                                                   {"version\t1.0.2\nf\tabc\t644\ta\n", "bad digest"},
+                                                   {"version\t1.0.2\nf\t" + sha + "\t644\ta\textra\n", "extra field"},
+                                                   {"version\t1.0.2\nl\t../../etc\tbin/x\n", "link outside"},
+                                                   {"version\t1.0.2\nl\t/etc/passwd\tx\n", "absolute link"},
+                                                   {"version\t1.0.2\nd\tb\nd\ta\n", "unsorted"},
+                                                   {"version\t1.0.2\nd\ta\nd\ta\n", "doubled"},
+                                                   {"version\t1.0.2\nx\ta\n", "unknown kind"},
+                                                   {"version\t1.0.2\n\n", "blank line"}}) {
         FileList l;
         EXPECT_NE(ParseFileList(b.text, l), "") << b.why;
     }
@@ -250,8 +273,10 @@ TEST(UpdateFileListTest, PathsAndLinksStayInside) {
 TEST(UpdateFileListTest, TreeMustMatchExactly) {
     const std::string sha(64, 'c');
     FileList list;
-    ASSERT_EQ(ParseFileList("version\t1.0.2\nd\tlib\nf\t" + sha + "\t644\tlib/a\nf\t" + sha + "\t755\tquorvane\n", list), "");
-    const std::vector<FileListEntry> tree{{'f', sha, 0755, "", "quorvane"}, {'d', "", 0, "", "lib"}, {'f', sha, 0644, "", "lib/a"}};
+    ASSERT_EQ(
+        ParseFileList("version\t1.0.2\nd\tlib\nf\t" + sha + "\t644\tlib/a\nf\t" + sha + "\t755\tquorvane\n", list), "");
+    const std::vector<FileListEntry> tree{
+        {'f', sha, 0755, "", "quorvane"}, {'d', "", 0, "", "lib"}, {'f', sha, 0644, "", "lib/a"}};
     EXPECT_EQ(CompareTreeWithList(list, tree), "");  // found in any order
 
     auto extra = tree;

@@ -23,9 +23,9 @@ namespace {
 const std::string kSource = QVN_SOURCE_DIR;
 const std::string kKey = kSource + "/tests/update/test-key.pem";
 
-std::string g_Root;     // everything of this run
-std::string g_Served;   // what the server serves
-std::string g_Base;     // https://127.0.0.1:PORT
+std::string g_Root;    // everything of this run
+std::string g_Served;  // what the server serves
+std::string g_Base;    // https://127.0.0.1:PORT
 pid_t g_Server = -1;
 
 void Write(const std::string& path, const std::string& text, mode_t mode = 0644) {
@@ -48,9 +48,12 @@ std::map<std::string, std::string> Snapshot(const std::string& dir) {
         const std::string rel = fs::relative(it->path(), dir).string();
         struct stat st {};
         lstat(it->path().c_str(), &st);
-        if (S_ISLNK(st.st_mode)) out[rel] = "-> " + fs::read_symlink(it->path()).string();
-        else if (S_ISDIR(st.st_mode)) out[rel] = "dir";
-        else out[rel] = std::to_string(st.st_mode & 0777) + ":" + Read(it->path());
+        if (S_ISLNK(st.st_mode))
+            out[rel] = "-> " + fs::read_symlink(it->path()).string();
+        else if (S_ISDIR(st.st_mode))
+            out[rel] = "dir";
+        else
+            out[rel] = std::to_string(st.st_mode & 0777) + ":" + Read(it->path());
     }
     return out;
 }
@@ -66,7 +69,9 @@ void MakeApp(const std::string& dir, const std::string& version) {
 
 // A signed archive of the app folder `dir` for `version`.
 void Archive(const std::string& dir, const std::string& version, const std::string& zip) {
-    ASSERT_EQ(Shell("python3 " + kSource + "/scripts/make-update.py archive " + kKey + " " + version + " " + dir + " " + zip), 0);
+    ASSERT_EQ(
+        Shell("python3 " + kSource + "/scripts/make-update.py archive " + kKey + " " + version + " " + dir + " " + zip),
+        0);
 }
 
 // Rewrites a zip with python's zipfile: `script` gets the open output as z and may add entries.
@@ -94,7 +99,8 @@ protected:
             execlp("python3", "python3", server.c_str(), g_Served.c_str(), portFile.c_str(), "170", nullptr);
             _exit(127);
         }
-        for (int i = 0; i < 200 && !fs::exists(portFile); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        for (int i = 0; i < 200 && !fs::exists(portFile); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
         ASSERT_TRUE(fs::exists(portFile)) << "the test server did not start";
         g_Base = "https://127.0.0.1:" + Read(portFile);
     }
@@ -151,7 +157,8 @@ TEST_F(UpdateLocalTest, TransferRules) {
     EXPECT_FALSE(HttpsGet(g_Base + "/files/over", 16384, nullptr, nullptr, body)) << "announced above the limit";
     EXPECT_TRUE(body.empty());
     EXPECT_TRUE(HttpsGet(g_Base + "/nolength/limit", 16384, nullptr, nullptr, body)) << "no length, within the limit";
-    EXPECT_FALSE(HttpsGet(g_Base + "/nolength/over", 16384, nullptr, nullptr, body)) << "a runaway body ends at the limit";
+    EXPECT_FALSE(HttpsGet(g_Base + "/nolength/over", 16384, nullptr, nullptr, body))
+        << "a runaway body ends at the limit";
     EXPECT_FALSE(HttpsGet(g_Base + "/short/limit", 16384, nullptr, nullptr, body)) << "shorter than announced";
     EXPECT_FALSE(HttpsGet(g_Base + "/status/204", 16384, nullptr, nullptr, body));
     EXPECT_FALSE(HttpsGet(g_Base + "/status/404", 16384, nullptr, nullptr, body));
@@ -180,7 +187,8 @@ TEST_F(UpdateLocalTest, ProgressIsPacedAndCancelStopsTheTransfer) {
 
     int n = 0;
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(HttpsGet(g_Base + "/slow/slow", 1 << 20, nullptr, [&](uint64_t, uint64_t) { return ++n < 3; }, body));
+    EXPECT_FALSE(HttpsGet(
+        g_Base + "/slow/slow", 1 << 20, nullptr, [&](uint64_t, uint64_t) { return ++n < 3; }, body));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500)) << "stopped early";
     EXPECT_TRUE(body.empty());
 }
@@ -192,7 +200,14 @@ TEST_F(UpdateLocalTest, GoodUpdateStagesSwapsAndRelaunches) {
     fs::copy_file(home + "/good.zip", g_Served + "/good-x", fs::copy_options::overwrite_existing);
     info.sha256 = Sha256FileHexLower(home + "/good.zip");
     // A beta tag in the manifest matches the three numbers of the staged version.
-    ASSERT_EQ(DownloadAndStageUpdate(app, info, [&](uint64_t r, uint64_t) { seen.push_back(r); return true; }, staged), "");
+    ASSERT_EQ(DownloadAndStageUpdate(
+                  app, info,
+                  [&](uint64_t r, uint64_t) {
+                      seen.push_back(r);
+                      return true;
+                  },
+                  staged),
+              "");
     ASSERT_FALSE(seen.empty());
     EXPECT_EQ(seen.back(), fs::file_size(home + "/good.zip"));
     EXPECT_EQ(fs::path(staged).filename(), "quorvane");
@@ -213,7 +228,8 @@ TEST_F(UpdateLocalTest, GoodUpdateStagesSwapsAndRelaunches) {
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-    for (int i = 0; i < 100 && !fs::exists(home + "/relaunched"); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    for (int i = 0; i < 100 && !fs::exists(home + "/relaunched"); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_EQ(Read(home + "/relaunched"), "1.0.2\n") << "the new version was started";
     EXPECT_EQ(Read(app + "/resources/ui/index.html"), "<p>1.0.2</p>");
     EXPECT_EQ(fs::read_symlink(app + "/lib/libwebview.so"), "libwebview.so.0.12");
@@ -249,7 +265,9 @@ TEST_F(UpdateLocalTest, DownloadRefusalsLeaveTheInstallAlone) {
     Write(g_Served + "/big", std::string(400 * 1024, 'b'));
     info = {"pro", "1.0.2", g_Base + "/slow/big", std::string(64, 'a'), ""};
     int calls = 0;
-    EXPECT_EQ(DownloadAndStageUpdate(app, info, [&](uint64_t, uint64_t) { return ++calls < 2; }, staged), incomplete);
+    EXPECT_EQ(DownloadAndStageUpdate(
+                  app, info, [&](uint64_t, uint64_t) { return ++calls < 2; }, staged),
+              incomplete);
     ExpectUntouched("cancel");
 
     info = {"pro", "1.0.2", "http://quorvane.app/x.zip", std::string(64, 'a'), ""};
@@ -264,7 +282,8 @@ TEST_F(UpdateLocalTest, DownloadRefusalsLeaveTheInstallAlone) {
 
     // A build tree is no install.
     Write(app + "/CMakeCache.txt", "");
-    EXPECT_EQ(Stage(home + "/good.zip", "files").rfind("Update failed: Quorvane can't update itself where it is.", 0), 0u);
+    EXPECT_EQ(Stage(home + "/good.zip", "files").rfind("Update failed: Quorvane can't update itself where it is.", 0),
+              0u);
     fs::remove(app + "/CMakeCache.txt");
     ExpectUntouched("build tree");
 }
@@ -289,7 +308,8 @@ TEST_F(UpdateLocalTest, ArchiveAndTrustRefusals) {
               "i = zipfile.ZipInfo('quorvane/l'); i.external_attr = 0o120777 << 16; z.writestr(i, 'lib')\n"
               "z.writestr('quorvane/lib/a', 'x'); z.writestr('quorvane/l/b', 'y')",
               unpack},
-             {"device file", "i = zipfile.ZipInfo('quorvane/dev'); i.external_attr = 0o020644 << 16; z.writestr(i, '')", unpack},
+             {"device file", "i = zipfile.ZipInfo('quorvane/dev'); i.external_attr = 0o020644 << 16; z.writestr(i, '')",
+              unpack},
              {"not a zip", "", unpack},
              {"two top-level entries", "z.writestr('quorvane/quorvane', 'x'); z.writestr('other', 'y')", notThisApp},
              {"another name", "z.writestr('Quorvane2/quorvane', 'x')", notThisApp},
@@ -299,8 +319,10 @@ TEST_F(UpdateLocalTest, ArchiveAndTrustRefusals) {
               notThisApp},
              {"no file list", "z.writestr('quorvane/quorvane', 'x')", unsigned_}}) {
         const std::string zip = home + "/case.zip";
-        if (c.zipScript.empty()) Write(zip, "PK not really");
-        else Zip(zip, c.zipScript);
+        if (c.zipScript.empty())
+            Write(zip, "PK not really");
+        else
+            Zip(zip, c.zipScript);
         EXPECT_EQ(Stage(zip, "files"), c.message) << c.what;
         ExpectUntouched(c.what);
         EXPECT_FALSE(fs::exists(escape)) << c.what;
@@ -316,7 +338,8 @@ TEST_F(UpdateLocalTest, ArchiveAndTrustRefusals) {
              {"extra file", [](const std::string& d) { Write(d + "/lib/libevil.so", "evil"); }},
              {"missing file", [](const std::string& d) { fs::remove(d + "/resources/ui/index.html"); }},
              {"mode changed", [](const std::string& d) { chmod((d + "/lib/libwebview.so.0.12").c_str(), 0755); }},
-             {"list edited", [](const std::string& d) { std::ofstream(d + "/.qvn-files", std::ios::app) << "d\tzz\n"; }}}) {
+             {"list edited",
+              [](const std::string& d) { std::ofstream(d + "/.qvn-files", std::ios::app) << "d\tzz\n"; }}}) {
         const std::string dir = home + "/tamper";
         fs::remove_all(dir);
         fs::copy(home + "/new", dir, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
@@ -324,7 +347,8 @@ TEST_F(UpdateLocalTest, ArchiveAndTrustRefusals) {
         t.change(dir);
         const std::string zip = home + "/tampered.zip";
         fs::remove(zip);
-        ASSERT_EQ(Shell("cd " + dir + "/.. && mv tamper quorvane && zip -qry " + zip + " quorvane && mv quorvane tamper"), 0);
+        ASSERT_EQ(
+            Shell("cd " + dir + "/.. && mv tamper quorvane && zip -qry " + zip + " quorvane && mv quorvane tamper"), 0);
         EXPECT_EQ(Stage(zip, "files"), unsigned_) << t.what;
         ExpectUntouched(t.what);
     }
@@ -344,9 +368,10 @@ TEST_F(UpdateLocalTest, SwapHasAWayBack) {
     // The second rename fails: the old copy goes back under the app's name.
     int calls = 0;
     std::string oldCopy;
-    EXPECT_EQ(SwapInStagedUpdate(app, staged, oldCopy,
-                                 [&](const char* from, const char* to) { return ++calls == 2 ? -1 : rename(from, to); }),
-              kUpdateFailedInstall);
+    EXPECT_EQ(
+        SwapInStagedUpdate(app, staged, oldCopy,
+                           [&](const char* from, const char* to) { return ++calls == 2 ? -1 : rename(from, to); }),
+        kUpdateFailedInstall);
     EXPECT_EQ(calls, 3);
     EXPECT_TRUE(oldCopy.empty());
     staged.clear();
@@ -354,13 +379,15 @@ TEST_F(UpdateLocalTest, SwapHasAWayBack) {
 
     // The first rename fails: the app was never moved.
     ASSERT_EQ(Stage(home + "/good.zip", "files"), "");
-    EXPECT_EQ(SwapInStagedUpdate(app, staged, oldCopy, [](const char*, const char*) { return -1; }), kUpdateFailedInstall);
+    EXPECT_EQ(SwapInStagedUpdate(app, staged, oldCopy, [](const char*, const char*) { return -1; }),
+              kUpdateFailedInstall);
     staged.clear();
     ExpectUntouched("first rename");
 
     // A staged copy that isn't beside the app is refused, and its folder removed.
     fs::create_directories(g_Root + "/elsewhere/.app.quorvane.pro-update-x/quorvane");
-    EXPECT_EQ(SwapInStagedUpdate(app, g_Root + "/elsewhere/.app.quorvane.pro-update-x/quorvane", oldCopy), kUpdateFailedInstall);
+    EXPECT_EQ(SwapInStagedUpdate(app, g_Root + "/elsewhere/.app.quorvane.pro-update-x/quorvane", oldCopy),
+              kUpdateFailedInstall);
     EXPECT_FALSE(fs::exists(g_Root + "/elsewhere/.app.quorvane.pro-update-x"));
     ExpectUntouched("elsewhere");
     (void)stagingDir;

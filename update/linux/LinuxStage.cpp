@@ -100,7 +100,8 @@ bool UnpackZip(const std::string& zipPath, const std::string& dest) {
         if (type == AE_IFDIR) {
             ok = (mkdir(target.c_str(), 0755) == 0 || errno == EEXIST) && IsRealDirectory(target);
         } else if (type == AE_IFREG) {
-            if (archive_entry_size_is_set(entry) && archive_entry_size(entry) > static_cast<la_int64_t>(kUnpackMaxBytes)) {
+            if (archive_entry_size_is_set(entry) &&
+                archive_entry_size(entry) > static_cast<la_int64_t>(kUnpackMaxBytes)) {
                 ok = false;
                 break;
             }

@@ -50,8 +50,8 @@ bool VerifyP256(const UpdateKey* key, const std::string& payload, const std::str
     EVP_MD_CTX* ctx = EVP_MD_CTX_new();
     if (!ctx) return false;
     const bool ok = EVP_DigestVerifyInit(ctx, nullptr, EVP_sha256(), nullptr, key->pkey) == 1 &&
-                    EVP_DigestVerify(ctx, der.data(), der.size(), reinterpret_cast<const unsigned char*>(payload.data()),
-                                     payload.size()) == 1;
+                    EVP_DigestVerify(ctx, der.data(), der.size(),
+                                     reinterpret_cast<const unsigned char*>(payload.data()), payload.size()) == 1;
     EVP_MD_CTX_free(ctx);
     return ok;
 }
