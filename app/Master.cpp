@@ -33,6 +33,9 @@ int RunMaster() {
         return 0;
     }
 
+    // Temporary files of writes that a kill cut short; the files they were meant for are whole.
+    PlatformRemoveStaleTempFiles(PlatformDataDir());
+    PlatformRemoveStaleTempFiles(GetThemesDirPath());
     g_SessionStateFilePath = PlatformDataDir() + "/session.dat";
     if (!LoadSessionState()) profiles.push_back(MacroProfile{kDefaultProfileName, "", {}});
     EnsureDefaultProfileExists();

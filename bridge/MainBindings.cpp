@@ -94,6 +94,7 @@ void BindMainWindow(WebView& w) {
         {"cancelMacroImport", BindCancelMacroImport},
         {"getPendingMacroImport", none(BindGetPendingMacroImport)},
         {"getAppSettings", none(BindGetAppSettings)},
+        {"takeNotices", none(BindTakeNotices)},
         {"markWarningSeen", BindMarkWarningSeen},
         {"setAppSetting", BindSetAppSetting},
         {"setPanelOrder", BindSetPanelOrder},
