@@ -8,7 +8,8 @@
 // Computed once; safe from any thread.
 const std::string& PlatformDataDir();
 
-// The folder that holds the pages ("ui/", "boot/"); "." when there is none.
+// The folder that holds the pages ("ui/", "boot/"), beside the executable; empty when there is none (the
+// working folder is never tried).
 std::string PlatformResourceDir();
 
 // The folder for temporary files, ending in the path separator.

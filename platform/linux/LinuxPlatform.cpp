@@ -75,7 +75,8 @@ std::string PlatformResourceDir() {
         struct stat st {};
         if (stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return dir;
     }
-    return ".";
+    // Never the working folder: whatever page sits there would get the bindings of the running app.
+    return "";
 }
 
 std::string PlatformTempDir() {
