@@ -1,8 +1,8 @@
 #include "persist/SessionFile.h"
 
 #include <chrono>
-#include <mutex>
 #include <cstdio>
+#include <mutex>
 #include <string_view>
 #include <thread>
 #include <vector>
@@ -130,9 +130,10 @@ bool LoadSessionState() {
                        " could not be read whole and could not be moved aside either. Quorvane leaves it "
                        "untouched and will not save this session until it is moved or repaired.");
     } else {
-        PostUserNotice(std::string(loaded ? "Part of the session file could not be read" : "The session file could not be read") +
-                       ", so Quorvane started from " + (loaded ? "the parts it could read" : "the defaults") +
-                       ". The old file is kept unchanged as " + aside + ".");
+        PostUserNotice(
+            std::string(loaded ? "Part of the session file could not be read" : "The session file could not be read") +
+            ", so Quorvane started from " + (loaded ? "the parts it could read" : "the defaults") +
+            ". The old file is kept unchanged as " + aside + ".");
     }
     std::fprintf(stderr, "Quorvane: the session file could not be read whole; %s\n",
                  aside.empty() ? "it is left as it is and not saved over" : ("kept as " + aside).c_str());

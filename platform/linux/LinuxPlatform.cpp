@@ -13,9 +13,9 @@
 
 #include <atomic>
 #include <cerrno>
-#include <ctime>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 #include "platform/Platform.h"
 #include "platform/Window.h"

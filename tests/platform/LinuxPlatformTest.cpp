@@ -1,6 +1,6 @@
 // The data folder, the instance lock, process identity and the small file helpers, on the real system.
-#include <gtest/gtest.h>
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -120,7 +120,7 @@ TEST(FilesTest, ReadCopyDelete) {
     EXPECT_TRUE(PlatformCopyFile(a, b));
     EXPECT_EQ(ReadFile(b), bytes);
     EXPECT_FALSE(PlatformCopyFile(tmp.path() + "/missing", b));
-    EXPECT_EQ(ReadFile(b), bytes);  // a failed copy leaves the target alone
+    EXPECT_EQ(ReadFile(b), bytes);                  // a failed copy leaves the target alone
     EXPECT_FALSE(PlatformCopyFile(tmp.path(), b));  // opens, then fails at the first read: still untouched
     EXPECT_EQ(ReadFile(b), bytes);
     EXPECT_TRUE(PlatformFileExists(b));
