@@ -1,5 +1,7 @@
 #include "bridge/StatusDocuments.h"
 
+#include <cmath>
+
 #include "core/AppState.h"
 #include "core/BindArgs.h"
 #include "core/Numbers.h"
@@ -19,7 +21,7 @@ public:
     }
     void Float(const char* key, double v) {
         Key(key);
-        AppendFloat(text_, v);
+        AppendFloat(text_, std::isfinite(v) ? v : 0.0);  // JSON has no word for nan or inf
     }
     void Bool(const char* key, bool v) {
         Key(key);
