@@ -21,8 +21,8 @@ near() { awk -F, -v w="$2" 'BEGIN { split(w, e, ",") } { for (i = 1; i <= 3; i++
 printf 'nosuchtheme' > "$data/theme.txt"
 "$QVN_BIN" --child 'Spammer|panel-spammer|300|300|nosuchtheme' & lone=$!
 "$QVN_BIN" --child 'Solo' & solo=$!
-check "the hand-started panel appears" wait_for 15 has_panel
-check "the one-field panel appears with its title" wait_for 15 eval 'xdotool search --onlyvisible --name "^Quorvane - Solo$" >/dev/null'
+check "the hand-started panel appears" wait_for 30 has_panel
+check "the one-field panel appears with its title" wait_for 30 eval 'xdotool search --onlyvisible --name "^Quorvane - Solo$" >/dev/null'
 geometry "$(xdotool search --onlyvisible --name '^Quorvane - Solo$' | head -n1)"
 check "and centred on the screen (corner at $X,$Y)" test $((X - 415)) -le 2 -a $((415 - X)) -le 2 -a $((Y - 312)) -le 2 -a $((312 - Y)) -le 2
 geometry "$(panels | head -n1)"
@@ -37,7 +37,7 @@ for theme in quorvane:22,29,45 daylight:255,255,255 graphite:28,28,30; do
   colour=${theme#*:}; theme=${theme%%:*}
   printf '%s' "$theme" > "$data/theme.txt"
   "$QVN_BIN" --child "Spammer|panel-spammer|400|300|$theme" & one=$!
-  wait_for 15 has_panel
+  wait_for 30 has_panel
   panel=$(panels | head -n1)
   geometry "$panel"
   shoot_painted "$shot" "$panel" 20 40

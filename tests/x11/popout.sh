@@ -47,9 +47,10 @@ convert "$shot" -crop "200x30+$((mx + 20))+$((my + 55))" "$QVN_ARTIFACTS/header-
 # The pop-out button sits at the right of the Spammer's header.
 click_x=$((mx + mw - 71)); click_y=$((my + 70))
 xdotool mousemove "$click_x" "$click_y" click 1
-check "a panel window appears" wait_for 15 has_panel
+check "a panel window appears" wait_for 30 has_panel
 panel=$(panels | head -n1)
-pid=$(xdotool getwindowpid "$panel" 2>/dev/null || echo 0)
+window_pid() { pid=$(xdotool getwindowpid "$panel" 2>/dev/null) && [ "${pid:-0}" -gt 0 ]; }
+wait_for 10 window_pid || pid=0
 check "it is a second process of our executable (pid $pid)" test "$(readlink "/proc/$pid/exe")" = "$(readlink -f "$QVN_BIN")"
 check "started as a panel" grep -qa -- '--child' "/proc/$pid/cmdline"
 geometry "$panel"
@@ -124,7 +125,7 @@ check "the main page shows the Spammer again" wait_for 10 back_header
 # A theme change in the master reaches an open panel: the custom theme in use leaves the themes folder, the
 # master's watcher signals the panel, and it repaints in the default look without a restart.
 xdotool mousemove "$click_x" "$click_y" click 1
-check "the panel pops out again" wait_for 15 has_panel
+check "the panel pops out again" wait_for 30 has_panel
 panel=$(panels | head -n1); pid=$(xdotool getwindowpid "$panel")
 shoot_painted "$shot" "$panel" 20 40
 geometry "$panel"; px=$X; py=$Y
@@ -144,7 +145,7 @@ check "Escape docks it" wait_for 10 gone "$pid"
 # The master's exit ends its panels.
 check "the Escaped panel is back in the main page" wait_for 10 eval 'grab; [ "$(header_change)" -gt 300 ]'
 xdotool mousemove "$click_x" "$click_y" click 1
-check "a panel is open again" wait_for 15 has_panel
+check "a panel is open again" wait_for 30 has_panel
 pid=$(xdotool getwindowpid "$(panels | head -n1)")
 kill -TERM "$app"
 wait_exit "$app" 15
@@ -156,7 +157,7 @@ check "no panel process is left" wait_for 3 gone "$pid"
 wait_for 20 has_main_window
 shoot_painted "$shot" "$(main_windows | head -n1)" 20 40
 xdotool mousemove "$click_x" "$click_y" click 1
-check "a panel of a new master opens" wait_for 15 has_panel
+check "a panel of a new master opens" wait_for 30 has_panel
 pid=$(xdotool getwindowpid "$(panels | head -n1)")
 kill -KILL "$app"
 wait "$app" 2>/dev/null
