@@ -17,7 +17,9 @@
 #include "persist/AppSettings.h"
 #include "platform/Dialogs.h"
 #include "platform/Window.h"
+#include "platform/Platform.h"
 #include "themes/Themes.h"
+#include "timeline/EditorProcess.h"
 
 namespace {
 
@@ -73,6 +75,7 @@ void BindMainWindow(WebView& w) {
         {"startPlayback", [](const std::string&) { return Trigger(triggerPlayStart); }},
         {"stopPlayback", [](const std::string&) { return Trigger(triggerPlayStop); }},
         {"optimizeMacro", [](const std::string&) { return BindOptimizeMacro(); }},
+        {"openTimelineEditor", [](const std::string&) { return OpenTimelineEditorWindow(PlatformProcessId()); }},
         {"getMacroEvents", [](const std::string&) { return BindGetMacroEvents(); }},
         {"deleteEvent", BindDeleteEvent},
         {"updateEventTime", BindUpdateEventTime},
