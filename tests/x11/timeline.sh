@@ -7,7 +7,8 @@ source "$(dirname "$0")/lib.sh"
 data="$XDG_DATA_HOME/Quorvane"
 mkdir -p "$data"
 chmod 700 "$data"
-settings='SETTINGS:1,2,3,77,1,1,0,9,1,100,200,0,0,0,0,1,3,1,500,65,66,0,67,4,5,6,7,0,8,88,90,90|91,1,1,0,72'
+# The hotkeys as shipped: F8 records.
+settings='SETTINGS:1,2,3,77,1,1,0,9,1,100,200,0,0,0,0,1,3,1,500,119,118,0,117,4,5,6,7,0,8,88,90,90|91,1,1,0,72'
 printf '%s\nCURRENT:0\nPROFILE:Default Tracking Profile\n3,0.5,0,0,0,65,1,0\n3,0.75,0,0,0,65,0,0\n2,1.25,300,400,2,0,0,0\n2,1.3,300,400,4,0,0,0\n' \
   "$settings" > "$data/session.dat"
 kEditor='^Quorvane - Timeline Editor$'
