@@ -54,7 +54,8 @@ void BindTimelineWindow(WebView& w, std::function<void()> close) {
              if (IsSequenceNumber(seq)) SendIPCMessage("timelineAck", seq);
              return std::string();
          }},
-        {"tlGetAutomation", [](const std::string&) { return std::string(g_TimelineAutomationBusy ? "true" : "false"); }},
+        {"tlGetAutomation",
+         [](const std::string&) { return std::string(g_TimelineAutomationBusy ? "true" : "false"); }},
         {"tlSetDirty",
          [](const std::string& arg) {
              g_TimelineDirty = ParseJSString(arg) == "1";

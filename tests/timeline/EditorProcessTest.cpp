@@ -30,8 +30,8 @@ TEST(TimelineWindowFile, SizeReadsBackAndBadTextGivesTheDefault) {
         int w, h;
         bool zoomed;
     } cases[] = {
-        {"", 1000, 680, false},         {"garbage max", 1000, 680, false}, {"0 500", 1000, 680, false},
-        {"800 -1 max", 1000, 680, false}, {"800 600", 800, 600, false},    {"800 600 max", 800, 600, true},
+        {"", 1000, 680, false},           {"garbage max", 1000, 680, false}, {"0 500", 1000, 680, false},
+        {"800 -1 max", 1000, 680, false}, {"800 600", 800, 600, false},      {"800 600 max", 800, 600, true},
         {"5000 4000", 5000, 4000, false},  // clamped to the screen by the window, not here
     };
     for (const auto& c : cases) {

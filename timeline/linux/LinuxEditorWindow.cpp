@@ -62,8 +62,9 @@ void PlatformSetUpTimelineWindow(void* window, int width, int height, bool zoome
     if (area.width > 0) {
         auto* at = new Centre{area.x + (area.width - width) / 2,
                               area.y + std::max(0, (area.height - height - kTitleBarHeight) / 2)};
-        g_signal_connect_data(widget, "map", G_CALLBACK(OnMapCentre), at,
-                              [](gpointer data, GClosure*) { delete static_cast<Centre*>(data); }, G_CONNECT_AFTER);
+        g_signal_connect_data(
+            widget, "map", G_CALLBACK(OnMapCentre), at,
+            [](gpointer data, GClosure*) { delete static_cast<Centre*>(data); }, G_CONNECT_AFTER);
     }
     if (zoomed && !gtk_window_is_maximized(GTK_WINDOW(window))) gtk_window_maximize(GTK_WINDOW(window));
     gtk_window_present(GTK_WINDOW(window));
