@@ -80,8 +80,10 @@ check "a new master starts" wait_for 20 has_main_window
 "$QVN_BIN" --timeline "$app" & editor=$!
 check "its editor appears" wait_for 20 has_editor
 sleep 2
+helpers=$(pgrep -d' ' -P "$editor" || true)
 kill -TERM "$app"
 wait_exit "$app" 15
 wait_exit "$editor" 4
 check "the idle editor ends on its own (got $rc)" test "$rc" = 0
+check "its web helper processes end too" wait_for 10 sh -c "for p in $helpers; do kill -0 \$p 2>/dev/null && exit 1; done; exit 0"
 finish
