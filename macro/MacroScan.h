@@ -1,5 +1,5 @@
-// The static safety check of a macro's key presses: which harmful patterns of Windows shortcuts it holds,
-// where, and how bad. It runs nothing and looks at key events only.
+// The static safety check of a macro's key presses: which harmful patterns of Windows and Linux desktop
+// shortcuts it holds, where, and how bad. It runs nothing and looks at key events only.
 #pragma once
 
 #include <functional>
@@ -23,8 +23,10 @@ struct MacroScanResult {
     std::vector<MacroScanMatch> matches;
 };
 
-// Scans in list order, trusting the events' times. Pure: no shared state but two constant tables, so
-// scans may run on any thread at once. The events must stay unchanged during the scan.
+// Scans the key presses as playback fires them: in list order, each at the moment playback reaches it (an
+// event whose time is earlier than one before it fires at once, behind it). Pure: no shared state but two
+// constant tables, so scans may run on any thread at once. The events must stay unchanged during the scan.
+// The keys that a tool toggle would make the Key Spammer press are ScanMacroProfile's (MacroScanTools.h).
 MacroScanResult ScanMacroEvents(const std::vector<UnifiedEvent>& events);
 
 // {"level":"...","matches":[{"id":"...","severity":"...","atSec":1.5},...]}
@@ -43,6 +45,7 @@ struct HeldMods {
 struct KeyEv {
     const UnifiedEvent* event;
     HeldMods held;
+    double at = 0;  // when playback fires it, in seconds; never less than the key before it
 };
 
 enum class ModFamily { Ctrl, Alt, Shift, Win };
@@ -94,11 +97,19 @@ struct Scenario {
     std::function<SeqResult(const std::vector<KeyEv>&)> match;
 };
 
-// The presses of the list, each with the modifiers held before it.
+// The presses of the list, each with the modifiers held before it and the moment playback fires it.
 std::vector<KeyEv> BuildKeyList(const std::vector<UnifiedEvent>& events);
 
+// A key's press or release applied to the modifier families it belongs to.
+void TrackModifier(HeldMods& held, int vk, bool down);
+
+// When playback fires an event of time `time` that comes after one fired at `previous` (0 before the
+// first): at its time, or at once when that has passed. A time that isn't a finite number holds playback
+// up there; the scan lets it pass at once, so that what follows it is still judged.
+double FireTime(double previous, double time);
+
 // The steps in order as a subsequence; with `bounded`, all within windowSec of the first step. Gives up
-// after 500 failed attempts.
+// after 500 failed attempts. The keys' `at` must not decrease, as BuildKeyList makes them.
 SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>& steps, bool bounded, double windowSec);
 
 // `count` keys passing the step within windowSec of the first of them.
@@ -110,8 +121,12 @@ Step AnyOf(std::vector<Step> steps);
 bool TypingOnce(const UnifiedEvent& event, const HeldMods& held);
 bool WinTap(const UnifiedEvent& event, const HeldMods& held);
 
-// The sixteen scenarios, in the order they are tried; built once.
+// The scenarios, in the order they are tried: the Windows desktop's sixteen, then this desktop's. Built once.
 const std::vector<Scenario>& Scenarios();
+
+// All scenarios over a key list, with the hidden ones dropped and the rest ranked: the whole scan but for
+// building the list.
+MacroScanResult ScanKeyList(const std::vector<KeyEv>& keys);
 
 // Scenario id -> the ids its finding hides.
 const std::map<std::string, std::set<std::string>>& Suppresses();

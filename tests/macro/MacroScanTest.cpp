@@ -114,18 +114,18 @@ TEST(MacroScanTest, RankingAndLevels) {
     EXPECT_EQ(r.matches[0].title, "Permanently deletes");
 
     // Cautions only: level caution, in order of time.
-    r = ScanMacroEvents(Macro({{{kWin}, kLeft, 50},
-                               {{kAlt}, kTab, 60},
-                               {{kAlt}, kTab, 61},
-                               {{kAlt}, kTab, 62},
-                               {{kAlt}, kF4, 5},
-                               {{kAlt}, kF4, 6}}));
-    EXPECT_EQ(Ids(r), (std::vector<std::string>{"close-windows", "system-keys", "switch-windows"}));
+    r = ScanMacroEvents(Macro({{{kWin}, kLeft, 5},
+                               {{kAlt}, kTab, 10},
+                               {{kAlt}, kTab, 11},
+                               {{kAlt}, kTab, 12},
+                               {{kAlt}, kF4, 50},
+                               {{kAlt}, kF4, 51}}));
+    EXPECT_EQ(Ids(r), (std::vector<std::string>{"system-keys", "switch-windows", "close-windows"}));
     EXPECT_EQ(r.level, "caution");
     EXPECT_EQ(MacroScanResultToJson(r),
-              "{\"level\":\"caution\",\"matches\":[{\"id\":\"close-windows\",\"severity\":\"CAUTION\",\"atSec\":5},"
-              "{\"id\":\"system-keys\",\"severity\":\"CAUTION\",\"atSec\":50},{\"id\":\"switch-windows\","
-              "\"severity\":\"CAUTION\",\"atSec\":60}]}");
+              "{\"level\":\"caution\",\"matches\":[{\"id\":\"system-keys\",\"severity\":\"CAUTION\",\"atSec\":5},"
+              "{\"id\":\"switch-windows\",\"severity\":\"CAUTION\",\"atSec\":10},{\"id\":\"close-windows\","
+              "\"severity\":\"CAUTION\",\"atSec\":50}]}");
 
     // Nothing to find: no keys, or mouse only.
     EXPECT_EQ(ScanMacroEvents({}).level, "none");
