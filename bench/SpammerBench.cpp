@@ -19,8 +19,8 @@
 #include <thread>
 #include <vector>
 
+#include "app/Master.h"
 #include "core/AppState.h"
-#include "core/Master.h"
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "input/Keys.h"

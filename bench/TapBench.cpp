@@ -17,11 +17,12 @@
 #include <vector>
 
 #include "core/AppState.h"
-#include "core/Signals.h"
 #include "engine/Recorder.h"
+#include "engine/Signals.h"
 #include "input/InputTap.h"
 #include "input/Keys.h"
-#include "tests/x11/ServerView.h"
+#include "tests/support/Recording.h"
+#include "tests/support/ServerView.h"
 
 namespace {
 
@@ -37,18 +38,6 @@ std::atomic<int64_t> g_LastAnswerNs{0};
 double Percentile(std::vector<double> v, double p) {
     std::sort(v.begin(), v.end());
     return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
-}
-
-void StartRecording() {
-    std::lock_guard<std::mutex> lock(profileMutex);
-    StartFreshRecordingLocked();
-}
-
-size_t StopRecording() {
-    isRecording = false;
-    FinishRecording();
-    std::lock_guard<std::mutex> lock(profileMutex);
-    return profiles[0].events.size();
 }
 
 // Processor time (user + system) of the thread with this name, in seconds.
@@ -113,6 +102,7 @@ int main() {
     RulesAlone();
 
     PlatformKeysWatchLayout();
+    ConnectRecorderToTap();
     if (!OpenServerView() || !OpenSimulatedUser() || !PlatformStartInputTap()) {
         std::fprintf(stderr, "bench_tap: needs an X server with XInput 2.2 and Xvfb's devices\n");
         g_AppRunning = false;

@@ -1,15 +1,15 @@
 #include <functional>
 #include <vector>
 
-#include "bridge/BindArgs.h"
 #include "bridge/MainBindings.h"
 #include "core/AppState.h"
-#include "core/Signals.h"
+#include "core/BindArgs.h"
+#include "core/Numbers.h"
 #include "core/Wake.h"
 #include "engine/KeySpammer.h"
+#include "engine/Signals.h"
 #include "macro/MacroImport.h"
 #include "persist/AppSettings.h"
-#include "persist/Numbers.h"
 #include "persist/SessionFile.h"
 #include "persist/Settings.h"
 #include "platform/Window.h"

@@ -2,14 +2,14 @@
 
 #include "bridge/Ipc.h"
 #include "core/AppState.h"
-#include "core/Signals.h"
+#include "core/Numbers.h"
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "engine/EventList.h"
 #include "engine/KeySpammer.h"
 #include "engine/Playback.h"
+#include "engine/Signals.h"
 #include "persist/AppSettings.h"
-#include "persist/Numbers.h"
 #include "persist/Settings.h"
 #include "themes/Themes.h"
 #include "timeline/AutomationWatch.h"
@@ -103,6 +103,6 @@ void HandleIpcCommand(const std::string& command, const std::string& payload) {
     } else if (command == "timelineExport") {
         HandleTimelineExport(payload);
     } else if (command == "applyTimelineEdit") {
-        HandleTimelineApply(payload);
+        HandleTimelineApply(payload, PublishEventList);
     }
 }

@@ -3,16 +3,16 @@
 #include <functional>
 #include <vector>
 
-#include "bridge/BindArgs.h"
 #include "bridge/StatusDocuments.h"
 #include "bridge/WebView.h"
 #include "core/AppState.h"
-#include "core/Signals.h"
+#include "core/BindArgs.h"
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "engine/EventList.h"
 #include "engine/KeySpammer.h"
 #include "engine/Playback.h"
+#include "engine/Signals.h"
 #include "macro/MacroImport.h"
 #include "persist/AppSettings.h"
 #include "platform/Dialogs.h"

@@ -2,17 +2,11 @@
 // returns the JSON of its result ("" for none).
 #pragma once
 
-#include <stdexcept>
 #include <string>
 
-class WebView;
+#include "core/BindArgs.h"
 
-// A binding that can't use its argument (a number that isn't one) rejects the page's promise with this
-// message instead of answering.
-class BindError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+class WebView;
 
 // The script that runs at the start of every page: no context menu, alert() through the native alert,
 // the pages' font mapped to a local one, and the login-start wording of this desktop.

@@ -1,12 +1,12 @@
 #include "bridge/StatusDocuments.h"
 
-#include "bridge/BindArgs.h"
 #include "core/AppState.h"
+#include "core/BindArgs.h"
+#include "core/Numbers.h"
 #include "engine/EventList.h"
 #include "engine/Recorder.h"
 #include "input/Keys.h"
 #include "persist/AppSettings.h"
-#include "persist/Numbers.h"
 #include "platform/Platform.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "bridge/WebView.h"
 
-#include "bridge/BindArgs.h"
 #include "bridge/webview_api.h"
+#include "core/BindArgs.h"
 
 struct WebView::Binding {
     WebView* owner;

@@ -1,8 +1,5 @@
-// The master's worker threads.
+// What every long-lived thread asks of the system when it starts.
 #pragma once
-
-// Starts the six workers in their fixed order and keeps their handles in g_Threads.
-void StartThreads();
 
 // Platform: names the calling thread (the system may shorten the name to its limit).
 void PlatformNameThread(const char* name);

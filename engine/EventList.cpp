@@ -5,11 +5,10 @@
 #include <cmath>
 #include <vector>
 
-#include "bridge/BindArgs.h"
-#include "bridge/MainBindings.h"
 #include "core/AppState.h"
+#include "core/BindArgs.h"
+#include "core/Numbers.h"
 #include "persist/AppSettings.h"
-#include "persist/Numbers.h"
 #include "persist/Settings.h"
 
 namespace {
@@ -77,6 +76,11 @@ int RequireInt(const std::string& name, const std::string& text) {
 }
 
 }  // namespace
+
+void PublishEventList() {
+    SaveMacroEventsToFile(BuildMacroEventsJson());
+    g_MasterEvalFn("if (typeof refreshExpertList === 'function') refreshExpertList();");
+}
 
 void OptimizeMacro() {
     std::lock_guard<std::mutex> lock(profileMutex);

@@ -12,6 +12,9 @@ void OptimizeMacro();
 // only to copy the events.
 std::string BuildMacroEventsJson();
 
+// Rewrites the event list file from the active macro and asks the main page to show the list again.
+void PublishEventList();
+
 // Edits of the active macro, under profileMutex; an index out of range changes nothing.
 void DeleteEventAt(int index);
 void SetEventTimeAt(int index, double time);

@@ -5,10 +5,10 @@
 #include <cmath>
 #include <thread>
 
+#include "core/Numbers.h"
 #include "core/Threads.h"
 #include "core/Wake.h"
 #include "input/Injection.h"
-#include "persist/Numbers.h"
 #include "persist/Settings.h"
 #include "timeline/AutomationWatch.h"
 

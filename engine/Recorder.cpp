@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <chrono>
 
+#include "input/InputTap.h"
+#include "input/XSettings.h"
+
 namespace {
 
 int64_t SteadyNowNs() {
@@ -111,3 +114,5 @@ void UndoContinueLocked() {
     *ActiveEventsLocked() = g_ContinueUndoBefore;
     ResetUndoLocked();
 }
+
+void ConnectRecorderToTap() { SetTapRecorder(TapRecorder{RecordElapsedSeconds, RecordEvent}); }

@@ -27,5 +27,6 @@ void StartFreshRecordingLocked();
 void StartContinuedRecordingLocked();
 void UndoContinueLocked();
 
-// Platform: the system's double-click interval in seconds.
-double PlatformDoubleClickSeconds();
+// Points the input tap's recording at this recorder (its clock and RecordEvent). The master calls it before
+// the tap starts.
+void ConnectRecorderToTap();

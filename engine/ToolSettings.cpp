@@ -3,7 +3,7 @@
 #include <cmath>
 #include <vector>
 
-#include "persist/Numbers.h"
+#include "core/Numbers.h"
 #include "persist/Settings.h"
 
 double ToolIntervalMs(int32_t hours, int32_t mins, int32_t secs, int32_t ms) {

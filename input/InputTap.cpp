@@ -3,15 +3,16 @@
 #include <cmath>
 #include <limits>
 
-#include "core/Signals.h"
+#include "core/Hotkeys.h"
 #include "core/Wake.h"
-#include "engine/Recorder.h"
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
 
 std::atomic<bool> g_ResetTrackers{false};
 
 namespace {
+
+TapRecorder g_TapRecorder;
 
 // Touched by the tap's thread only.
 bool isKeyDownTracker[256];
@@ -44,7 +45,7 @@ TapVerdict Recorded(const UnifiedEvent& e) {
     TapVerdict v;
     v.record = true;
     v.event = e;
-    v.event.time = RecordElapsedSeconds();
+    v.event.time = g_TapRecorder.elapsedSeconds ? g_TapRecorder.elapsedSeconds() : 0.0;
     return v;
 }
 
@@ -192,6 +193,9 @@ bool IsButtonVk(int vk) { return vk == 1 || vk == 2 || vk == 4 || vk == 5 || vk 
 void TakeTrackerReset() {
     if (g_ResetTrackers.exchange(false)) ClearTrackers();
 }
+
+void SetTapRecorder(const TapRecorder& recorder) { g_TapRecorder = recorder; }
+const TapRecorder& CurrentTapRecorder() { return g_TapRecorder; }
 
 TapVerdict HandleTapEvent(const TapEvent& e) {
     switch (e.kind) {

@@ -42,10 +42,21 @@ extern std::atomic<bool> g_ResetTrackers;
 // it for every event, the program's own included, before anything else.
 void TakeTrackerReset();
 
+// Where recorded input goes. The recorder stands above the input layer, so the master hands the tap its
+// clock and its append before the tap starts; until then nothing is stamped (time 0) or appended.
+struct TapRecorder {
+    double (*elapsedSeconds)() = nullptr;           // the recording's clock
+    void (*append)(const UnifiedEvent&) = nullptr;  // appends to the active profile, under profileMutex
+};
+
+// Called before the tap's thread starts (thread start orders it before every read on that thread).
+void SetTapRecorder(const TapRecorder& recorder);
+const TapRecorder& CurrentTapRecorder();
+
 // The rules for one event of the user (never one of the program's own). The tap's thread only; may call
 // HandleHotkeyDown, OnHotkeyReleased, WakeSignalProcessor and SnapshotActiveProfileSettings, and during a
-// recording IsOwnWindowAt. Appends nothing itself: the source appends verdict.event with RecordEvent once
-// it has answered the system, so that no key stays frozen while the profile lock is waited for.
+// recording IsOwnWindowAt. Appends nothing itself: the source appends verdict.event through the recorder's
+// append once it has answered the system, so that no key stays frozen while the profile lock is waited for.
 TapVerdict HandleTapEvent(const TapEvent& e);
 
 // Whole wheel lines from a smooth-scrolling device: its scroll axis moves by `delta` (positive toward the

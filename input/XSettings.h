@@ -9,3 +9,6 @@
 // The integer setting `name` in a settings blob. False when the blob has no such integer, or is cut short
 // or malformed before it is found; a string or colour of that name doesn't count.
 bool ReadXSettingsInteger(std::string_view blob, std::string_view name, int32_t& value);
+
+// Platform: the desktop's double-click interval in seconds, 0.4 when no settings manager publishes one.
+double PlatformDoubleClickSeconds();

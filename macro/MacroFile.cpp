@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/Numbers.h"
 #include "persist/EventLine.h"
-#include "persist/Numbers.h"
 #include "persist/Settings.h"
 #include "platform/Platform.h"
 

@@ -3,9 +3,9 @@
 #include <cmath>
 #include <random>
 
-#include "bridge/BindArgs.h"
+#include "core/BindArgs.h"
+#include "core/Numbers.h"
 #include "macro/MacroFile.h"
-#include "persist/Numbers.h"
 #include "persist/Settings.h"
 #include "platform/Dialogs.h"
 #include "platform/Platform.h"

@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
-#include "bridge/BindArgs.h"
 #include "core/AppState.h"
-#include "persist/Numbers.h"
+#include "core/BindArgs.h"
+#include "core/Numbers.h"
 #include "persist/Settings.h"
 #include "platform/Platform.h"
 #include "platform/Window.h"

@@ -1,6 +1,6 @@
 #include "persist/EventLine.h"
 
-#include "persist/Numbers.h"
+#include "core/Numbers.h"
 
 namespace {
 

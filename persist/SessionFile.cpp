@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "core/AppState.h"
+#include "core/Numbers.h"
 #include "persist/EventLine.h"
-#include "persist/Numbers.h"
 #include "persist/Settings.h"
 #include "platform/Platform.h"
 

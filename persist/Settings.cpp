@@ -3,7 +3,7 @@
 #include <initializer_list>
 
 #include "core/AppState.h"
-#include "persist/Numbers.h"
+#include "core/Numbers.h"
 
 namespace {
 

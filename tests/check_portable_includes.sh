@@ -5,7 +5,7 @@ set -u
 root=${1:-$(cd "$(dirname "$0")/.." && pwd)}
 cd "$root"
 pattern='^[[:space:]]*#[[:space:]]*include[[:space:]]*<(X11/|gtk/|gdk/|glib|gio/|webkit|jsc/|dbus|xkbcommon|sys/|unistd\.h|pthread\.h|fcntl\.h|signal\.h|dirent\.h|poll\.h|sched\.h|pwd\.h|dlfcn\.h|spawn\.h|termios\.h|netinet/|arpa/|CoreFoundation|Cocoa|AppKit|ApplicationServices)'
-hits=$(find core engine input persist macro themes timeline bridge update platform \
+hits=$(find core platform persist input themes macro timeline engine update bridge app \
          -type f \( -name '*.cpp' -o -name '*.h' \) -not -path '*/linux/*' -not -path '*/mac/*' -print0 2>/dev/null |
        xargs -0 -r grep -n -E "$pattern")
 if [ -n "$hits" ]; then

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "bridge/BindArgs.h"
+#include "core/BindArgs.h"
 #include "persist/Settings.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "bridge/BindArgs.h"
 #include "core/AppState.h"
+#include "core/BindArgs.h"
 #include "persist/AppSettings.h"
 #include "persist/Settings.h"
 #include "platform/Platform.h"

@@ -6,11 +6,10 @@
 #include <cstdio>
 #include <set>
 
-#include "bridge/BindArgs.h"
-#include "engine/EventList.h"
+#include "core/BindArgs.h"
+#include "core/Numbers.h"
 #include "input/Keys.h"
 #include "persist/AppSettings.h"
-#include "persist/Numbers.h"
 #include "platform/Platform.h"
 #include "timeline/TimelineSaveDoc.h"
 
@@ -164,7 +163,7 @@ void HandleTimelineExport(const std::string& nonce) {
                             nonce + "\n" + LoadDocument(name, index, events));
 }
 
-void HandleTimelineApply(const std::string& nonce) {
+void HandleTimelineApply(const std::string& nonce, void (*afterSave)()) {
     if (!IsTimelineNonce(nonce)) return;
     const std::string savePath = TimelineDataFilePath("timeline-save.json");
     std::string text;
@@ -209,8 +208,7 @@ void HandleTimelineApply(const std::string& nonce) {
         g_TimelineExport.events = std::move(doc.events);
         name = target.name;
     }
-    SaveMacroEventsToFile(BuildMacroEventsJson());
-    g_MasterEvalFn("if (typeof refreshExpertList === 'function') refreshExpertList();");
+    if (afterSave) afterSave();
     std::string message = "Saved ";
     AppendUInt(message, count);
     Reply(nonce, true, message + " events to \"" + name + "\".");

@@ -30,8 +30,9 @@ void HandleTimelineExport(const std::string& nonce);
 // "applyTimelineEdit": reads and deletes "timeline-save.json", and if it is the save that `nonce` names,
 // made from the last export, into a profile that is unchanged, idle and where it was, puts its events
 // in that profile. Every outcome but an invalid nonce is answered in "timeline-result.txt". Lock order
-// g_TimelineMutex, profileMutex. Runs on the IPC server's thread.
-void HandleTimelineApply(const std::string& nonce);
+// g_TimelineMutex, profileMutex. After a save, and before its answer, calls `afterSave` (the event list's
+// refresh) with no lock held. Runs on the IPC server's thread.
+void HandleTimelineApply(const std::string& nonce, void (*afterSave)() = nullptr);
 
 // `name` in the folder of the macro events file (the data folder).
 std::string TimelineDataFilePath(const std::string& name);

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "persist/Numbers.h"
+#include "core/Numbers.h"
 
 namespace {
 

@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "engine/Recorder.h"
 #include "input/XSettings.h"
 
 namespace {

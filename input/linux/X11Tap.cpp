@@ -36,9 +36,8 @@
 #include <vector>
 
 #include "core/AppState.h"
-#include "core/Signals.h"
+#include "core/Hotkeys.h"
 #include "core/Threads.h"
-#include "engine/Recorder.h"
 #include "input/InputTap.h"
 #include "input/Keys.h"
 #include "input/OwnEventMarks.h"
@@ -370,7 +369,7 @@ void ReleaseAllGrabs() {
 
 void RecordWhileWatched(const UnifiedEvent& e) {
     g_TapBusySinceNs = NowNs();
-    RecordEvent(e);
+    if (const auto append = CurrentTapRecorder().append) append(e);
     g_TapBusySinceNs = 0;
 }
 

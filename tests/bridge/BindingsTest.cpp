@@ -5,10 +5,10 @@
 
 #include <csignal>
 
-#include "bridge/BindArgs.h"
 #include "bridge/MainBindings.h"
 #include "bridge/StatusDocuments.h"
 #include "core/AppState.h"
+#include "core/BindArgs.h"
 #include "persist/AppSettings.h"
 #include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"

@@ -1,7 +1,7 @@
 // The JSON helpers of the bindings: the strict field reader and the escaping of results.
 #include <gtest/gtest.h>
 
-#include "bridge/BindArgs.h"
+#include "core/BindArgs.h"
 
 namespace {
 

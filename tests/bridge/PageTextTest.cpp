@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "bridge/BindArgs.h"
+#include "app/Master.h"
 #include "bridge/InlineVendorScripts.h"
-#include "core/Master.h"
+#include "core/BindArgs.h"
 
 namespace {
 

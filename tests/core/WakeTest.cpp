@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "core/AppState.h"
-#include "core/Signals.h"
 #include "core/Wake.h"
+#include "engine/Signals.h"
 #include "tests/fakes/Fakes.h"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <thread>
 
 #include "core/AppState.h"
-#include "core/Signals.h"
 #include "core/Wake.h"
 #include "engine/Playback.h"
+#include "engine/Signals.h"
 #include "tests/fakes/Fakes.h"
 
 namespace {

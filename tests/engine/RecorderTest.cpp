@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "core/AppState.h"
-#include "core/Signals.h"
 #include "engine/Recorder.h"
+#include "engine/Signals.h"
 #include "tests/fakes/Fakes.h"
 
 namespace {

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "core/AppState.h"
-#include "core/Signals.h"
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "engine/KeySpammer.h"
+#include "engine/Signals.h"
 #include "engine/ToolSettings.h"
 #include "tests/fakes/Fakes.h"
 

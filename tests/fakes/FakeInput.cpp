@@ -1,10 +1,10 @@
 #include <map>
 #include <mutex>
 
-#include "engine/Recorder.h"
 #include "input/Injection.h"
 #include "input/InputTap.h"
 #include "input/Keys.h"
+#include "input/XSettings.h"
 #include "tests/fakes/Fakes.h"
 
 namespace {

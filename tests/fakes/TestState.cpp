@@ -5,12 +5,14 @@
 
 #include "core/AppState.h"
 #include "core/Wake.h"
+#include "engine/Recorder.h"
 #include "input/Injection.h"
 #include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"
 #include "themes/Themes.h"
 
 void ResetAppState() {
+    ConnectRecorderToTap();
     {
         std::lock_guard<std::mutex> lock(profileMutex);
         profiles.assign(1, MacroProfile{kDefaultProfileName, "", {}});

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "core/CommandLine.h"
+#include "app/CommandLine.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<std::string> args{"quorvane"};

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "bridge/BindArgs.h"
+#include "core/BindArgs.h"
 #include "themes/ThemeFile.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

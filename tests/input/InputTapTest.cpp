@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "core/AppState.h"
-#include "core/Signals.h"
+#include "engine/Signals.h"
 #include "input/InputTap.h"
 #include "platform/Platform.h"
 #include "tests/fakes/Fakes.h"

@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "core/AppState.h"
+#include "core/Numbers.h"
 #include "persist/EventLine.h"
-#include "persist/Numbers.h"
 #include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"
 

@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "bridge/BindArgs.h"
 #include "core/AppState.h"
+#include "core/BindArgs.h"
+#include "engine/EventList.h"
 #include "input/Keys.h"
 #include "persist/AppSettings.h"
 #include "platform/Platform.h"
@@ -46,7 +47,7 @@ std::string Save(const std::string& nonce, const std::string& loadNonce, const s
                             TimelineEventsToJson(events) + "}";
     EXPECT_TRUE(WriteTimelineFileAtomic(Path(kSaveFile), doc));
     Remove(kResultFile);
-    HandleTimelineApply(nonce);
+    HandleTimelineApply(nonce, PublishEventList);
     EXPECT_FALSE(PlatformFileExists(Path(kSaveFile))) << "a save document is acted on once";
     const std::string result = Contents(kResultFile);
     const std::string head = nonce + "\n";

@@ -10,17 +10,17 @@
 #include <thread>
 #include <vector>
 
+#include "app/Master.h"
 #include "core/AppState.h"
-#include "core/Master.h"
-#include "core/Signals.h"
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "engine/KeySpammer.h"
 #include "engine/Playback.h"
+#include "engine/Signals.h"
 #include "input/Injection.h"
 #include "input/Keys.h"
 #include "input/OwnEventMarks.h"
-#include "tests/x11/ServerView.h"
+#include "tests/support/ServerView.h"
 #include "tests/x11/WindowOracle.h"
 
 namespace {

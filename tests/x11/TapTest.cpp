@@ -8,17 +8,19 @@
 #include <string>
 #include <thread>
 
+#include "app/Master.h"
 #include "core/AppState.h"
-#include "core/Master.h"
-#include "core/Signals.h"
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "engine/KeySpammer.h"
 #include "engine/Playback.h"
 #include "engine/Recorder.h"
+#include "engine/Signals.h"
 #include "input/InputTap.h"
 #include "input/Keys.h"
-#include "tests/x11/ServerView.h"
+#include "input/XSettings.h"
+#include "tests/support/Recording.h"
+#include "tests/support/ServerView.h"
 #include "tests/x11/WindowOracle.h"
 
 namespace {
@@ -49,16 +51,6 @@ void Settle() { std::this_thread::sleep_for(120ms); }
 std::vector<UnifiedEvent> Recording() {
     std::lock_guard<std::mutex> lock(profileMutex);
     return profiles[static_cast<size_t>(currentProfileIdx)].events;
-}
-
-void StartRecording() {
-    std::lock_guard<std::mutex> lock(profileMutex);
-    StartFreshRecordingLocked();
-}
-
-void StopRecording() {
-    isRecording = false;
-    FinishRecording();
 }
 
 std::string Describe(const std::vector<UnifiedEvent>& events) {

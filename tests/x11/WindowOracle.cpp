@@ -9,10 +9,10 @@
 #include <cstdlib>
 
 #include "core/AppState.h"
-#include "core/Signals.h"
 #include "engine/AutoClicker.h"
 #include "engine/KeySpammer.h"
 #include "engine/Playback.h"
+#include "engine/Signals.h"
 #include "input/Keys.h"
 
 extern char** environ;

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "core/AppState.h"
-#include "core/Signals.h"
 #include "core/Wake.h"
 #include "engine/KeySpammer.h"
+#include "engine/Signals.h"
 #include "input/InputTap.h"
 #include "tests/fakes/Fakes.h"
 

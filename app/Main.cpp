@@ -1,8 +1,8 @@
 #include <cstdio>
 
+#include "app/CommandLine.h"
+#include "app/Master.h"
 #include "core/AppState.h"
-#include "core/CommandLine.h"
-#include "core/Master.h"
 #include "macro/MacroImport.h"
 #include "platform/Platform.h"
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "bridge/BindArgs.h"
+#include "core/BindArgs.h"
 
 namespace {
 

@@ -1,7 +1,10 @@
-// The one place where tools start and stop, and the hotkey rules that feed it.
+// The one place where tools start and stop: the signal processor takes the triggers that the hotkey rules,
+// the page, the IPC channel and playback set, and changes the tools' run states.
 #pragma once
 
 #include <string>
+
+#include "core/Hotkeys.h"
 
 // Thread body "QVN signals": one pass at start, then one after every wake, while the app runs.
 void SignalProcessorThread();
@@ -9,19 +12,6 @@ void SignalProcessorThread();
 // One pass over all triggers in their fixed order. Runs on the signal thread, and once more on the thread
 // that calls ShutDown; each trigger is exchanged with false, so it is acted on once.
 void ProcessSignals();
-
-// Called by the tap, on its thread, for the first press of a key or button while hotkeys are enabled.
-// True claims the key: the tap swallows the press and sends its release to OnHotkeyReleased. Takes no
-// lock apart from the wake event's and does no I/O.
-bool HandleHotkeyDown(unsigned long key);
-void OnHotkeyReleased(unsigned long key);
-
-bool HotkeysLive();
-bool HoldModeAuto();
-bool HoldModeKeySpam();
-
-// "setHoldMode": "auto,1" / "keyspam,0"; only "1" counts as on.
-void ApplyHoldMode(const std::string& text);
 
 // With "stop tools with macro" on, asks for the Spammer and the Key Spammer to stop.
 void StopToolsIfEnabled();

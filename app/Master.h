@@ -5,6 +5,9 @@
 
 class WebView;
 
+// Starts the six workers in their fixed order and keeps their handles in g_Threads.
+void StartThreads();
+
 // Runs the master from start-up to exit; returns the exit status.
 int RunMaster();
 

@@ -1,5 +1,6 @@
+#include "app/Master.h"
 #include "bridge/InlineVendorScripts.h"
-#include "core/Master.h"
+#include "engine/Recorder.h"
 #include "input/InputTap.h"
 #include "platform/Platform.h"
 
@@ -16,4 +17,7 @@ std::string MainUiDocument(const std::string& resourceDir) {
     return InlineVendorScripts(page, folder);
 }
 
-bool InputReady() { return PlatformStartInputTap(); }
+bool InputReady() {
+    ConnectRecorderToTap();
+    return PlatformStartInputTap();
+}

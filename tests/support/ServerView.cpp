@@ -1,4 +1,4 @@
-#include "tests/x11/ServerView.h"
+#include "tests/support/ServerView.h"
 
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "core/CommandLine.h"
+#include "app/CommandLine.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "bridge/BindArgs.h"
+#include "core/BindArgs.h"
 
 std::string ParseJSString(const std::string& raw) {
     std::string out;

@@ -1,10 +1,18 @@
 // Argument and result helpers of the page bindings, and the one JSON reader of the program.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+// A binding that can't use its argument (a number that isn't one) rejects the page's promise with this
+// message instead of answering.
+class BindError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 // The bridge's argument array as plain text: every '[', ']' and '"' removed, nothing unescaped. One string
 // argument gives its text; several arguments keep their commas.

@@ -1,10 +1,9 @@
-#include "core/Threads.h"
-
+#include "app/Master.h"
 #include "core/AppState.h"
-#include "core/Signals.h"
 #include "engine/AutoClicker.h"
 #include "engine/KeySpammer.h"
 #include "engine/Playback.h"
+#include "engine/Signals.h"
 #include "persist/SessionFile.h"
 #include "timeline/AutomationWatch.h"
 

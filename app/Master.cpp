@@ -1,4 +1,4 @@
-#include "core/Master.h"
+#include "app/Master.h"
 
 #include <cstdio>
 

@@ -13,8 +13,8 @@
 #include <map>
 #include <thread>
 
+#include "app/Master.h"
 #include "core/AppState.h"
-#include "core/Master.h"
 #include "core/Threads.h"
 #include "core/Wake.h"
 #include "tests/fakes/Fakes.h"
