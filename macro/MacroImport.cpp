@@ -6,6 +6,7 @@
 #include "core/BindArgs.h"
 #include "core/Numbers.h"
 #include "macro/MacroFile.h"
+#include "macro/MacroScanTools.h"
 #include "persist/Settings.h"
 #include "platform/Dialogs.h"
 #include "platform/Platform.h"
@@ -76,7 +77,7 @@ void CommitMacroImport(MacroProfile profile) {
 
 MacroImportOutcome ScanAndStageMacroImport(MacroProfile profile) {
     MacroImportOutcome outcome;
-    outcome.scan = ScanMacroEvents(profile.events);
+    outcome.scan = ScanMacroProfile(profile);  // its events and the Key Spammer they start
     if (outcome.scan.matches.empty()) {
         CommitMacroImport(std::move(profile));
         outcome.imported = true;

@@ -39,7 +39,7 @@ std::vector<KeyEv> BuildKeyList(const std::vector<UnifiedEvent>& events) {
     for (const UnifiedEvent& e : events) {
         at = FireTime(at, e.time);  // every event, keys or not, holds playback up until its time
         if (e.type != EventKey) continue;
-        if (e.down) keys.push_back(KeyEv{&e, held, at});
+        if (e.down) keys.push_back(KeyEv{&e, held, at, e.vk});
         TrackModifier(held, e.vk, e.down);
     }
     return keys;
@@ -53,41 +53,40 @@ SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>&
         // Matching the later steps greedily finds a subsequence whenever one exists, and the keys after any
         // later anchor are a part of the keys searched from the first: only the first attempt can succeed.
         size_t i = 0;
-        while (i < n && !steps[0](*keys[i].event, keys[i].held)) ++i;
+        while (i < n && !steps[0](keys[i])) ++i;
         if (i == n) return {};
         size_t k = 1;
         for (size_t j = i + 1; j < n && k < steps.size(); ++j) {
-            if (steps[k](*keys[j].event, keys[j].held)) ++k;
+            if (steps[k](keys[j])) ++k;
         }
         if (k == steps.size()) return {true, keys[i].at};
         return {};
     }
 
     // Attempts overlap (each failed one resumes just after its anchor), and on a macro whose keys all fall in
-    // one window each would walk the rest of the list. Since the times never decrease, the greedy match
-    // of the later steps from an anchor ends on the same key whether the window cuts the walk or not; the
-    // window only decides whether that key is close enough. So the end of the greedy match of steps s..
-    // from each key is worked out once, from the back: finish[s - 1][j] is where steps s.. complete when
-    // looked for from key j on, or n.
+    // one window each would walk the rest of the list. But the times never decrease, so the greedy match of
+    // the later steps from an anchor ends on the same key whether the window cuts the walk or not; the
+    // window only decides whether that key is near enough. And each step's greedy place only moves on as
+    // the anchor does, so one cursor per step, never going back, serves every attempt.
     const size_t later = steps.size() - 1;
-    std::vector<std::vector<uint32_t>> finish(later, std::vector<uint32_t>(n + 1, static_cast<uint32_t>(n)));
-    for (size_t j = n; j-- > 0;) {
-        for (size_t s = later; s >= 1; --s) {
-            std::vector<uint32_t>& f = finish[s - 1];
-            if (!steps[s](*keys[j].event, keys[j].held)) {
-                f[j] = f[j + 1];
-            } else {
-                f[j] = s == later ? static_cast<uint32_t>(j) : finish[s][j + 1];
-            }
-        }
-    }
+    std::vector<size_t> place(steps.size(), 0);  // place[s]: where step s was last found, or n
+    std::vector<bool> known(steps.size(), false);
+    const auto next = [&](size_t s, size_t from) {
+        if (known[s] && place[s] >= from) return place[s];
+        size_t j = from;
+        while (j < n && !steps[s](keys[j])) ++j;
+        known[s] = true;
+        place[s] = j;
+        return j;
+    };
     int failed = 0;
     for (size_t i = 0; i < n && failed < 500; ++i) {
-        if (!steps[0](*keys[i].event, keys[i].held)) continue;
+        if (!steps[0](keys[i])) continue;
         const double anchor = keys[i].at;
-        if (later == 0) return {true, anchor};
-        const size_t end = finish[0][i + 1];
-        if (end < n && !(keys[end].at - anchor > windowSec)) return {true, anchor};
+        size_t end = i;
+        for (size_t s = 1; s <= later && end < n; ++s) end = next(s, end + 1);
+        if (end >= n) return {};  // no later anchor can complete either
+        if (!(keys[end].at - anchor > windowSec)) return {true, anchor};
         ++failed;
     }
     return {};
@@ -95,14 +94,17 @@ SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>&
 
 SeqResult MatchRepeat(const std::vector<KeyEv>& keys, const Step& step, int count, double windowSec) {
     if (keys.empty() || count <= 0) return {};
-    std::vector<double> times;
-    for (const KeyEv& k : keys) {
-        if (step(*k.event, k.held)) times.push_back(k.at);
-    }
+    // The last `count` times that passed, as a ring: the first run of them within the window is the match.
     const size_t c = static_cast<size_t>(count);
-    if (times.size() < c) return {};
-    for (size_t s = 0; s + c - 1 < times.size(); ++s) {
-        if (times[s + c - 1] - times[s] <= windowSec) return {true, times[s]};
+    std::vector<double> ring(c);
+    size_t seen = 0;
+    for (const KeyEv& k : keys) {
+        if (!step(k)) continue;
+        ring[seen % c] = k.at;
+        ++seen;
+        if (seen < c) continue;
+        const double first = ring[seen % c];
+        if (k.at - first <= windowSec) return {true, first};
     }
     return {};
 }
@@ -110,7 +112,7 @@ SeqResult MatchRepeat(const std::vector<KeyEv>& keys, const Step& step, int coun
 Step Step::Combo(HeldMods want, int vk) {
     Step s;
     s.kind_ = Kind::Combo;
-    s.want_ = want;
+    s.want_ = Bits(want);
     s.vk_ = vk;
     return s;
 }
@@ -138,10 +140,7 @@ Step Combo(std::vector<ModFamily> mods, int vk) {
 Step AnyOf(std::vector<Step> steps) { return Step::AnyOf(std::move(steps)); }
 
 bool TypingOnce(const UnifiedEvent& event, const HeldMods& held) {
-    if (held.ctrl || held.alt || held.win) return false;
-    const int vk = event.vk;
-    return vk == 32 || (vk >= 48 && vk <= 57) || (vk >= 65 && vk <= 90) || (vk >= 96 && vk <= 105) ||
-           (vk >= 186 && vk <= 192) || (vk >= 219 && vk <= 223);
+    return !held.ctrl && !held.alt && !held.win && Step::IsTypingKey(event.vk);
 }
 
 bool WinTap(const UnifiedEvent& event, const HeldMods& held) {
@@ -177,6 +176,11 @@ MacroScanResult ScanKeyList(const std::vector<KeyEv>& keys) {
 
     MacroScanResult result;
     for (auto& [id, m] : found) result.matches.push_back(std::move(m));
+    RankFindings(result);
+    return result;
+}
+
+void RankFindings(MacroScanResult& result) {
     std::stable_sort(result.matches.begin(), result.matches.end(),
                      [](const MacroScanMatch& a, const MacroScanMatch& b) {
                          const bool aDanger = a.severity == "DANGER";
@@ -191,7 +195,6 @@ MacroScanResult ScanKeyList(const std::vector<KeyEv>& keys) {
                                         [](const MacroScanMatch& m) { return m.severity == "DANGER"; });
         result.level = danger ? "danger" : "caution";
     }
-    return result;
 }
 
 }  // namespace MacroScan

@@ -30,12 +30,13 @@ SeqResult AdminApprove(const std::vector<KeyEv>& keys) {
 SeqResult TypeAndSend(const std::vector<KeyEv>& keys) {
     // The last eight typed keys, as a ring; the first time the eighth comes within 5 s of the first, that
     // is the burst. Stopping there gives what a list of every typed key would give, without building it.
+    const Step typing = Typing();
     size_t ring[8];
     size_t typed = 0;
     size_t burstFirst = 0, burstLast = 0;
     bool found = false;
     for (size_t i = 0; i < keys.size() && !found; ++i) {
-        if (!TypingOnce(*keys[i].event, keys[i].held)) continue;
+        if (!typing(keys[i])) continue;
         ring[typed % 8] = i;
         ++typed;
         if (typed < 8) continue;
@@ -51,7 +52,7 @@ SeqResult TypeAndSend(const std::vector<KeyEv>& keys) {
     const Step enter = Combo({}, kEnter);
     for (size_t j = burstLast + 1; j < keys.size(); ++j) {
         if (keys[j].at - start > 10.0) return {};
-        if (enter(*keys[j].event, keys[j].held)) return {true, start};
+        if (enter(keys[j])) return {true, start};
     }
     return {};
 }
@@ -59,7 +60,7 @@ SeqResult TypeAndSend(const std::vector<KeyEv>& keys) {
 // Any key but a modifier pressed while Win is down: the catch-all under the Run and Start patterns.
 SeqResult SystemKeys(const std::vector<KeyEv>& keys) {
     for (const KeyEv& k : keys) {
-        const int vk = k.event->vk;
+        const int vk = k.vk;
         const bool modifier = vk == 16 || vk == 17 || vk == 18 || vk == 91 || vk == 92 || (vk >= 160 && vk <= 165);
         if (k.held.win && !modifier) return {true, k.at};
     }
