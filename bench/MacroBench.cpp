@@ -101,12 +101,14 @@ int main(int argc, char** argv) {
 
     std::printf("ScanMacroEvents, 1,000,000 key events of typing with shortcuts: %.3f s (level %s, %zu findings)\n",
                 scan, result.level.c_str(), result.matches.size());
-    std::printf("ScanMacroEvents, 1,000,000 presses of Ctrl+C / Ctrl+L at one moment (windowed worst case): %.3f s "
-                "(level %s)\n",
-                scanWindowed, windowedResult.level.c_str());
-    std::printf("ScanMacroProfile, 1,000,000 events with the Key Spammer at its busiest: %.3f s (level %s, %zu "
-                "findings)\n",
-                scanTools, toolsResult.level.c_str(), toolsResult.matches.size());
+    std::printf(
+        "ScanMacroEvents, 1,000,000 presses of Ctrl+C / Ctrl+L at one moment (windowed worst case): %.3f s "
+        "(level %s)\n",
+        scanWindowed, windowedResult.level.c_str());
+    std::printf(
+        "ScanMacroProfile, 1,000,000 events with the Key Spammer at its busiest: %.3f s (level %s, %zu "
+        "findings)\n",
+        scanTools, toolsResult.level.c_str(), toolsResult.matches.size());
     std::printf("ParseMacroText, %zu events (%.1f MB): %.3f s\n", back.events.size(),
                 static_cast<double>(text.size()) / 1e6, parse);
     return 0;

@@ -20,6 +20,12 @@ constexpr const char* kMcrRefused =
     ".mcr files are no longer supported. Re-export that profile as .qvnmacro from whatever version of Quorvane "
     "created it, then import that instead.";
 
+}  // namespace
+
+std::string McrRefusal() { return kMcrRefused; }
+
+namespace {
+
 std::string ErrorDocument(const std::string& message) {
     return "{\"outcome\":\"error\",\"message\":" + JsonEscapeForBind(message) + "}";
 }

@@ -149,12 +149,9 @@ bool WinTap(const UnifiedEvent& event, const HeldMods& held) {
 
 const std::map<std::string, std::set<std::string>>& Suppresses() {
     static const std::map<std::string, std::set<std::string>> kSuppresses = {
-        {"console-command", {"console-typing"}},
-        {"copy-paste-send", {"copy-paste"}},
-        {"run-command", {"system-keys"}},
-        {"run-dialog", {"command-box"}},
-        {"start-launch", {"system-keys"}},
-        {"terminal-command", {"command-box"}},
+        {"console-command", {"console-typing"}}, {"copy-paste-send", {"copy-paste"}},
+        {"run-command", {"system-keys"}},        {"run-dialog", {"command-box"}},
+        {"start-launch", {"system-keys"}},       {"terminal-command", {"command-box"}},
     };
     return kSuppresses;
 }

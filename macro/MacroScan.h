@@ -46,7 +46,7 @@ struct HeldMods {
 struct KeyEv {
     const UnifiedEvent* event;
     HeldMods held;
-    double at = 0;  // when playback fires it, in seconds; never less than the key before it
+    double at = 0;   // when playback fires it, in seconds; never less than the key before it
     int32_t vk = 0;  // the event's, kept here so that a step needn't reach into the event
 };
 
@@ -62,7 +62,10 @@ class Step {
 public:
     using Fn = bool (*)(const UnifiedEvent&, const HeldMods&);
     Step(Fn fn)  // NOLINT(google-explicit-constructor)
-        : kind_(fn == &TypingOnce ? Kind::Typing : fn == &WinTap ? Kind::WinTap : Kind::Function), fn_(fn) {}
+        : kind_(fn == &TypingOnce ? Kind::Typing
+                : fn == &WinTap   ? Kind::WinTap
+                                  : Kind::Function),
+          fn_(fn) {}
     static Step Combo(HeldMods want, int vk);
     static Step AnyOf(std::vector<Step> steps);
 

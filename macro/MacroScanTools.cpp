@@ -154,12 +154,13 @@ private:
 
 void BuildPlayedKeys(const std::vector<UnifiedEvent>& events, const KeySpamSetup& setup, PlayedKeys& out) {
     out = PlayedKeys{};
-    out.keys.reserve(events.size());
     const bool starts = std::any_of(events.begin(), events.end(), [](const UnifiedEvent& e) {
         return e.type == EventToolToggle && e.vk == 2 && e.down;
     });
     // Fixed room, so that the keys' pointers into it stay valid.
-    if (starts && !setup.targets.empty()) out.toolPresses.reserve(kMaxToolPresses);
+    const bool runs = starts && !setup.targets.empty();
+    if (runs) out.toolPresses.reserve(kMaxToolPresses);
+    out.keys.reserve(events.size() + (runs ? kMaxToolPresses : 0));
     PlayedKeysBuilder(setup, out).Walk(events);
 }
 

@@ -30,7 +30,7 @@ KeySpamSetup KeySpamSetupFromProfileSettings(const std::string& settings);
 // kToolEdgeRounds of each, in sequence mode three passes over the list more. No more than kMaxToolPresses
 // presses are followed in all.
 constexpr int64_t kToolEdgeRounds = 8;
-constexpr size_t kMaxToolPresses = 100000;
+constexpr size_t kMaxToolPresses = 50000;
 
 struct PlayedKeys {
     std::vector<UnifiedEvent> toolPresses;  // the Key Spammer's presses; `keys` points into it

@@ -168,10 +168,14 @@ const std::vector<Scenario>& Scenarios() {
         {"console-command", "DANGER", "Types a command at a text console",
          "Switches to a text console (Ctrl+Alt+F1 to F12), types something and presses Enter. There it can log in "
          "or run commands outside the desktop.",
-         [](const std::vector<KeyEv>& k) { return Unbounded(k, {ConsoleSwitch, Typing(), Combo({}, kEnter)}); }},
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(k, {ConsoleSwitch, Typing(), Combo({}, kEnter)});
+         }},
         {"console-typing", "CAUTION", "Types at a text console",
          "Switches to a text console (Ctrl+Alt+F1 to F12) and types there, outside the desktop and its windows.",
-         [](const std::vector<KeyEv>& k) { return Unbounded(k, {ConsoleSwitch, Typing()}); }},
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(k, {ConsoleSwitch, Typing()});
+         }},
         {"command-box", "CAUTION", "Opens a command box",
          "Opens the desktop's Run dialog (Alt+F2) or a terminal (Ctrl+Alt+T), where keys typed later can run "
          "commands.",
@@ -181,7 +185,9 @@ const std::vector<Scenario>& Scenarios() {
         {"end-session", "CAUTION", "Ends the desktop session",
          "Presses Ctrl+Alt+Backspace, which ends the whole desktop session where it is enabled. Every program "
          "closes without saving.",
-         [](const std::vector<KeyEv>& k) { return Unbounded(k, {Combo({Ctrl, Alt}, kBackspace)}); }},
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(k, {Combo({Ctrl, Alt}, kBackspace)});
+         }},
     };
     return s;
 }
