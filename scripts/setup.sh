@@ -11,6 +11,7 @@ packages=(
   libgtk-4-dev libwebkitgtk-6.0-dev
   libx11-dev libxtst-dev libxi-dev libxres-dev libxkbcommon-dev libxkbcommon-x11-dev libx11-xcb-dev
   xvfb xauth openbox dbus x11-utils x11-xserver-utils x11-xkb-utils xdotool imagemagick patchelf
+  librsvg2-bin desktop-file-utils shared-mime-info libglib2.0-bin
   chromium
 )
 

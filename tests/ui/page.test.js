@@ -105,9 +105,25 @@ test('start and stop follow the status; the Key Spammer needs a key; targets are
   const seen = await page.evaluate(() => window.__qvn.calls.filter((c) => !/^(get|update)/.test(c.name)).map((c) => c.name + ':' + c.text));
   assert.deepEqual(seen, ['stopSpammer:', 'stopKeySpam:', 'removeKeySpamTarget:1']);
   assert.deepEqual(await page.$$eval('#ks-targets kbd', (k) => k.map((x) => x.textContent)), ['A', 'Space', 'A']);
-  // While it clicks, the readout counts up at the interval's rate: 100 ms gives 10 a second.
+  assert.equal(await page.textContent('#state-chip'), 'Spammer + Key Spammer running');
+
+  // The readouts are what the native side counted and measured, not worked out from the interval.
+  await h.setDoc(page, 'getTrackerStatus', h.status({ autoClicking: true, state: 'Recording',
+    measured: { clicks: 1200, clicksPerSecond: 987.4, keyPresses: 7, keyPressesPerSecond: 9.5 } }));
+  await h.nextPoll(page);
+  assert.equal(await page.textContent('#sp-count'), '1,200');
+  assert.equal(await page.textContent('#sp-cps'), '987');
+  assert.equal(await page.textContent('#ks-count'), '7');
+  assert.equal(await page.textContent('#ks-cps'), '9.5');
+  assert.equal(await page.textContent('#state-chip'), 'Recording · Spammer running');
+  // Stopped: the last run's figures stay, dimmed; a status without them reads as nothing done.
+  await h.setDoc(page, 'getTrackerStatus', h.status({ measured: { clicks: 200, clicksPerSecond: 10 } }));
+  await h.nextPoll(page);
+  assert.equal(await page.textContent('#sp-count'), '200');
   assert.equal(await page.textContent('#sp-cps'), '10');
-  await page.waitForFunction(() => Number(document.getElementById('sp-count').textContent) >= 3);
+  assert.equal(await page.$eval('#sp-count', (b) => b.closest('.readout').classList.contains('idle')), true);
+  assert.equal(await page.textContent('#ks-count'), '0');
+  assert.equal(await page.textContent('#state-chip'), 'Idle');
 });
 
 test('status documents render: a full one, then the idle default literal with its fewer keys', async () => {
