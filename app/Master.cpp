@@ -15,6 +15,7 @@
 #include "platform/Window.h"
 #include "themes/ThemeWatch.h"
 #include "themes/Themes.h"
+#include "update/Update.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ int RunMaster() {
         PlatformActivateOtherInstance();
         return 0;
     }
+    CleanupUpdateTempFiles();
 
     g_SessionStateFilePath = PlatformDataDir() + "/session.dat";
     if (!LoadSessionState()) profiles.push_back(MacroProfile{kDefaultProfileName, "", {}});
@@ -81,6 +83,7 @@ int RunMaster() {
         PlatformInstallLifecycleHooks(window, SaveGeometry);
         PlatformInstallSessionLockHook(InputTapOnSessionLocked);
         PlatformInstallWindowShortcuts(window, [&w] { w.terminate(); });
+        StartUpdateCheckThread();
 
         w.run();
 

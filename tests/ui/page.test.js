@@ -404,6 +404,31 @@ test('update offer: progress, installing, and a failure message from startUpdate
   assert.match(await page.textContent('#update-title'), /Installing/);
 });
 
+test('update progress: bytes, time left, and a bar that assistive tools can read', async () => {
+  const page = await h.open({ absent: [] });
+  // A clock the test moves, so the time left doesn't depend on the machine's speed.
+  await page.evaluate(() => { let t = 1000; performance.now = () => t; window.__advance = (ms) => { t += ms; }; });
+  const detail = () => page.textContent('#update-detail');
+  const bar = '#update-progress';
+  await page.evaluate(() => { window.onUpdateAvailable('1.0.2', '1.0.1'); onUpdateProgress(0, 104857600); });
+  assert.equal(await detail(), '0.0 MB of 100.0 MB');
+  await page.evaluate(() => { __advance(2000); onUpdateProgress(20971520, 104857600); });
+  assert.equal(await detail(), '20.0 MB of 100.0 MB · about 10 s left');  // 10 MB/s, 80 MB to go
+  assert.equal(await page.getAttribute(bar, 'aria-valuenow'), '20');
+  assert.equal(await page.getAttribute(bar, 'role'), 'progressbar');
+  await page.evaluate(() => { __advance(60000); onUpdateProgress(23068672, 104857600); });
+  assert.equal(await detail(), '22.0 MB of 100.0 MB · about 4 minutes left');
+  await page.screenshot({ path: path.join(artifacts, 'page-update-progress.png'), clip: { x: 0, y: 0, width: 420, height: 160 } });
+  await page.evaluate(() => onUpdateProgress(104857600, 104857600));
+  assert.equal(await detail(), '100.0 MB of 100.0 MB · checking');
+  // Without a known total: the bytes alone, a moving bar, no value for assistive tools.
+  await page.evaluate(() => onUpdateProgress(5242880, 0));
+  assert.equal(await detail(), '5.0 MB');
+  assert.equal(await page.getAttribute(bar, 'aria-valuenow'), null);
+  assert.match(await page.getAttribute(bar, 'class'), /indeterminate/);
+  assert.deepEqual(page.errors, []);
+});
+
 test('screenshots of the built-in themes', async () => {
   const events = [
     { id: 0, time: '0.000000', desc: 'Abs Move to X:640 Y:360' }, { id: 1, time: '0.412000', desc: 'Mouse Click at X:640 Y:360' },
