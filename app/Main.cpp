@@ -5,6 +5,7 @@
 #include "app/TimelineEditor.h"
 #include "core/AppState.h"
 #include "macro/MacroImport.h"
+#include "macro/MacroScanCheck.h"
 #include "platform/Platform.h"
 #include "update/Update.h"
 
@@ -27,6 +28,13 @@ int main(int argc, char** argv) {
             std::printf("%s", report.c_str());
             std::printf(pass ? "SELFTEST: ALL PASS\n" : "SELFTEST: FAILURES ABOVE\n");
             return pass ? 0 : 1;
+        }
+        case RunMode::ScanMacro: {
+            // Before anything of the desktop: this mode runs without a display.
+            std::string report;
+            const int status = MacroScanCheck(cl.scanMacroPath, report);
+            std::fputs(report.c_str(), stdout);
+            return status;
         }
         case RunMode::Timeline: return RunTimelineEditorWindow(cl.timelineMasterPid);
         case RunMode::Child: std::fprintf(stderr, "Quorvane: pop-out panels are not part of this build\n"); return 1;
