@@ -33,12 +33,14 @@ namespace {
 
 // The end of a wait is spun rather than slept through, for as long as the sleeps of this thread have lately
 // woken late: the largest recent lateness, fading by 1% a wait so that one stall is forgotten within a few
-// hundred waits, plus a margin. A thread starts with the longest spin and finds its own.
+// hundred waits, plus a margin. A thread starts from a guess that fits an idle machine; its first late wake
+// raises the spin at once.
 constexpr int64_t kSpinNs = 500000;
 constexpr int64_t kShortestSpinNs = 50000;
 constexpr double kSpinMarginNs = 30000;
 constexpr double kLatenessFade = 0.99;
-thread_local double t_WakeLatenessNs = kSpinNs;
+constexpr double kFirstLatenessGuessNs = 120000;
+thread_local double t_WakeLatenessNs = kFirstLatenessGuessNs;
 
 int64_t SpinNs() {
     const double spin = t_WakeLatenessNs + kSpinMarginNs;
