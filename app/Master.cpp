@@ -15,6 +15,7 @@
 #include "platform/Window.h"
 #include "themes/ThemeWatch.h"
 #include "themes/Themes.h"
+#include "update/Update.h"
 
 namespace {
 
@@ -32,7 +33,11 @@ int RunMaster() {
         PlatformActivateOtherInstance();
         return 0;
     }
+    CleanupUpdateTempFiles();
 
+    // Temporary files of writes that a kill cut short; the files they were meant for are whole.
+    PlatformRemoveStaleTempFiles(PlatformDataDir());
+    PlatformRemoveStaleTempFiles(GetThemesDirPath());
     g_SessionStateFilePath = PlatformDataDir() + "/session.dat";
     if (!LoadSessionState()) profiles.push_back(MacroProfile{kDefaultProfileName, "", {}});
     EnsureDefaultProfileExists();
@@ -81,6 +86,7 @@ int RunMaster() {
         PlatformInstallLifecycleHooks(window, SaveGeometry);
         PlatformInstallSessionLockHook(InputTapOnSessionLocked);
         PlatformInstallWindowShortcuts(window, [&w] { w.terminate(); });
+        StartUpdateCheckThread();
 
         w.run();
 

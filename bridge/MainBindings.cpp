@@ -18,6 +18,7 @@
 #include "platform/Dialogs.h"
 #include "platform/Window.h"
 #include "themes/Themes.h"
+#include "update/Update.h"
 
 namespace {
 
@@ -37,14 +38,16 @@ void BindMainWindow(WebView& w) {
         {"resizeWindow", BindResizeWindow},
         {"updateSpammer",
          [](const std::string& arg) {
-             if (!ApplySpammerUpdate(ParseJSString(arg))) throw BindError("updateSpammer: needs nine whole numbers");
+             std::string why;
+             if (!ApplySpammerUpdate(ParseJSString(arg), &why)) throw BindError(why);
              return std::string();
          }},
         {"startSpammer", [](const std::string&) { return Trigger(triggerAutoClickStart); }},
         {"stopSpammer", [](const std::string&) { return Trigger(triggerAutoClickStop); }},
         {"updateKeySpam",
          [](const std::string& arg) {
-             if (!ApplyKeySpamUpdate(ParseJSString(arg))) throw BindError("updateKeySpam: needs six whole numbers");
+             std::string why;
+             if (!ApplyKeySpamUpdate(ParseJSString(arg), &why)) throw BindError(why);
              return std::string();
          }},
         {"startKeySpam", [](const std::string&) { return Trigger(triggerKeySpamStart); }},
@@ -63,7 +66,8 @@ void BindMainWindow(WebView& w) {
          }},
         {"updateTracker",
          [](const std::string& arg) {
-             if (!ApplyTrackerUpdate(ParseJSString(arg))) throw BindError("updateTracker: needs eight fields");
+             std::string why;
+             if (!ApplyTrackerUpdate(ParseJSString(arg), &why)) throw BindError(why);
              return std::string();
          }},
         {"startRecording", [](const std::string&) { return Trigger(triggerRecordStart); }},
@@ -94,6 +98,7 @@ void BindMainWindow(WebView& w) {
         {"cancelMacroImport", BindCancelMacroImport},
         {"getPendingMacroImport", none(BindGetPendingMacroImport)},
         {"getAppSettings", none(BindGetAppSettings)},
+        {"takeNotices", none(BindTakeNotices)},
         {"markWarningSeen", BindMarkWarningSeen},
         {"setAppSetting", BindSetAppSetting},
         {"setPanelOrder", BindSetPanelOrder},
@@ -117,4 +122,12 @@ void BindMainWindow(WebView& w) {
          }},
     };
     for (const auto& [name, fn] : table) w.bind(name, fn);
+    // Answered later, and only on failure: on success the process ends and the new version starts.
+    w.bind_async("startUpdate", [&w](const std::string& id, const std::string&) {
+        UpdatePageHooks hooks;
+        hooks.resolve = [&w, id](const std::string& message) { w.resolve(id, 0, JsonEscapeForBind(message)); };
+        hooks.dispatch = [&w](std::function<void()> fn) { w.dispatch(std::move(fn)); };
+        hooks.terminate = [&w] { w.terminate(); };
+        StartUpdate(hooks);
+    });
 }
