@@ -35,6 +35,9 @@ int RunMaster() {
     }
     CleanupUpdateTempFiles();
 
+    // Temporary files of writes that a kill cut short; the files they were meant for are whole.
+    PlatformRemoveStaleTempFiles(PlatformDataDir());
+    PlatformRemoveStaleTempFiles(GetThemesDirPath());
     g_SessionStateFilePath = PlatformDataDir() + "/session.dat";
     if (!LoadSessionState()) profiles.push_back(MacroProfile{kDefaultProfileName, "", {}});
     EnsureDefaultProfileExists();
