@@ -3,7 +3,7 @@
 
 #include <string>
 
-enum class RunMode { Master, SelfTestUpdate, SelfTest, Timeline, Child };
+enum class RunMode { Master, SelfTestUpdate, SelfTest, ScanMacro, Timeline, Child };
 
 struct CommandLine {
     RunMode mode = RunMode::Master;
@@ -11,10 +11,12 @@ struct CommandLine {
     std::string manifestOverride;     // the last "--update-manifest=" seen before the walk ended
     int timelineMasterPid = 0;        // for Timeline
     std::string childArg;             // for Child
+    std::string scanMacroPath;        // for ScanMacro
 };
 
 // Two walks: the first, in order, takes "--update-manifest=VALUE" and stops at the first
 // "--selftest-update=VALUE" (prefixes count only at the start of an argument); the second looks for
-// "--selftest" anywhere. Then "--timeline [pid]" and "--child [arg]", only as the first argument.
+// "--selftest" anywhere. Then "--scan-macro=FILE" (or "--scan-macro FILE") anywhere, the first one.
+// Then "--timeline [pid]" and "--child [arg]", only as the first argument.
 // Anything else is ignored, and the process is the master.
 CommandLine ParseCommandLine(int argc, const char* const* argv);

@@ -3,8 +3,10 @@
 #include "app/ChildMode.h"
 #include "app/CommandLine.h"
 #include "app/Master.h"
+#include "app/TimelineEditor.h"
 #include "core/AppState.h"
 #include "macro/MacroImport.h"
+#include "macro/MacroScanCheck.h"
 #include "platform/Platform.h"
 #include "update/Update.h"
 
@@ -28,9 +30,14 @@ int main(int argc, char** argv) {
             std::printf(pass ? "SELFTEST: ALL PASS\n" : "SELFTEST: FAILURES ABOVE\n");
             return pass ? 0 : 1;
         }
-        case RunMode::Timeline:
-            std::fprintf(stderr, "Quorvane: the Timeline Editor is not part of this build\n");
-            return 1;
+        case RunMode::ScanMacro: {
+            // Before anything of the desktop: this mode runs without a display.
+            std::string report;
+            const int status = MacroScanCheck(cl.scanMacroPath, report);
+            std::fputs(report.c_str(), stdout);
+            return status;
+        }
+        case RunMode::Timeline: return RunTimelineEditorWindow(cl.timelineMasterPid);
         case RunMode::Child: return RunChildMode(cl.childArg);
         case RunMode::Master: break;
     }
