@@ -28,5 +28,5 @@ int main(int argc, char** argv) {
         case RunMode::Child: std::fprintf(stderr, "Quorvane: pop-out panels are not part of this build\n"); return 1;
         case RunMode::Master: break;
     }
-    return RunMaster();
+    return RunMaster(cl.files);
 }
