@@ -5,14 +5,19 @@
 #include "core/AppState.h"
 #include "macro/MacroImport.h"
 #include "platform/Platform.h"
+#include "update/Update.h"
 
 int main(int argc, char** argv) {
     const CommandLine cl = ParseCommandLine(argc, argv);
     g_UpdateManifestOverride = cl.manifestOverride;
     switch (cl.mode) {
-        case RunMode::SelfTestUpdate:
-            std::printf("SELFTEST-UPDATE: the update self test is not part of this build\n");
-            return 1;
+        case RunMode::SelfTestUpdate: {
+            std::string report;
+            const bool pass = SelfTestUpdate(cl.selfTestUpdateValue, report);
+            std::printf("%s", report.c_str());
+            std::printf(pass ? "SELFTEST-UPDATE: ALL PASS\n" : "SELFTEST-UPDATE: FAILURES ABOVE\n");
+            return pass ? 0 : 1;
+        }
         case RunMode::SelfTest: {
             const std::string path =
                 PlatformTempDir() + "qvn-selftest-import-" + std::to_string(PlatformProcessId()) + ".qvnmacro";

@@ -18,6 +18,7 @@
 #include "platform/Window.h"
 #include "themes/ThemeWatch.h"
 #include "themes/Themes.h"
+#include "update/Update.h"
 
 namespace {
 
@@ -53,6 +54,7 @@ int RunMaster(const std::vector<std::string>& files) {
         PlatformActivateOtherInstance();
         return 0;
     }
+    CleanupUpdateTempFiles();
     // Served from the window's loop once it runs.
     const std::string cwd = PlatformCurrentDirectory();
     for (const std::string& arg : files) {
@@ -111,6 +113,7 @@ int RunMaster(const std::vector<std::string>& files) {
         PlatformInstallWindowShortcuts(window, [&w] { w.terminate(); });
         PlatformInstallFileDrop(window, HandleDroppedFiles);
         InstallFileOpenHandler(HandleOpenedFiles);
+        StartUpdateCheckThread();
 
         w.run();
 

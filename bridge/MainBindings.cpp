@@ -18,6 +18,7 @@
 #include "platform/Dialogs.h"
 #include "platform/Window.h"
 #include "themes/Themes.h"
+#include "update/Update.h"
 
 namespace {
 
@@ -117,4 +118,12 @@ void BindMainWindow(WebView& w) {
          }},
     };
     for (const auto& [name, fn] : table) w.bind(name, fn);
+    // Answered later, and only on failure: on success the process ends and the new version starts.
+    w.bind_async("startUpdate", [&w](const std::string& id, const std::string&) {
+        UpdatePageHooks hooks;
+        hooks.resolve = [&w, id](const std::string& message) { w.resolve(id, 0, JsonEscapeForBind(message)); };
+        hooks.dispatch = [&w](std::function<void()> fn) { w.dispatch(std::move(fn)); };
+        hooks.terminate = [&w] { w.terminate(); };
+        StartUpdate(hooks);
+    });
 }

@@ -1,10 +1,13 @@
 #include "bridge/StatusDocuments.h"
 
+#include <cmath>
+
 #include "core/AppState.h"
 #include "core/BindArgs.h"
 #include "core/Numbers.h"
 #include "engine/EventList.h"
 #include "engine/Recorder.h"
+#include "engine/ToolSettings.h"
 #include "input/Keys.h"
 #include "persist/AppSettings.h"
 #include "platform/Platform.h"
@@ -111,6 +114,14 @@ std::string BuildTrackerStatusJson(const std::string& restore) {
     o.Bool("autoClicking", isAutoClicking);
     o.Bool("keySpamming", isKeySpamming);
     o.Bool("canUndoContinue", CanUndoContinueLocked());
+    // What the tools really did in their present or last run, counted as they went.
+    const auto tenths = [](double perSecond) { return std::round(perSecond * 10) / 10; };
+    JsonObject measured;
+    measured.Number("clicks", g_SpammerMeter.presses);
+    measured.Float("clicksPerSecond", tenths(g_SpammerMeter.perSecond));
+    measured.Number("keyPresses", g_KeySpamMeter.presses);
+    measured.Float("keyPressesPerSecond", tenths(g_KeySpamMeter.perSecond));
+    o.Raw("measured", measured.Done());
     return o.Done();
 }
 

@@ -32,11 +32,17 @@ void DoubleClick(int button) {
 void AutoClickerThread() {
     PlatformNameThread("QVN autoclicker");
     PlatformRaiseThreadPriority();
+    bool idle = true;
     while (g_AppRunning) {
         if (!isAutoClicking) {
             currentClickCount = 0;
+            idle = true;
             WaitForWake(g_AutoClickWake);
             continue;
+        }
+        if (idle) {
+            idle = false;
+            MeterRunStarts(g_SpammerMeter);
         }
         // Compared before the click, so a repeat count of 0 clicks nothing. Every click is complete by now:
         // nothing is left to release.
@@ -47,14 +53,18 @@ void AutoClickerThread() {
         // Before every round, so that a hand on the mouse between rounds doesn't move where clicks land.
         if (autoClickLocationMode == 1) PlatformMoveMouseTo(autoClickFixedX, autoClickFixedY);
         const int button = autoClickerButtonIdx;
+        int clicks = 0;
         if (button >= 0 && button < 3) {
             if (autoClickClickType == 1) {
                 DoubleClick(button);
+                clicks = 2;
             } else {
                 PlatformMouseClick(button, 1);
+                clicks = 1;
             }
         }
         currentClickCount.fetch_add(1);
+        MeterCount(g_SpammerMeter, clicks, ToolClockNs());
         WaitIntervalOrWake(g_AutoClickWake, ToolIntervalMs(autoClickIntervalHours, autoClickIntervalMins,
                                                            autoClickIntervalSecs, autoClickIntervalMs));
     }

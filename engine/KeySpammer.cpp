@@ -38,6 +38,7 @@ void KeySpammerThread() {
         if (idle) {
             idle = false;
             NotifyTimelineAutomationState(true);
+            MeterRunStarts(g_KeySpamMeter);
         }
         if (keySpamRepeatMode == 0 && currentKeySpamCount >= keySpamRepeatTimes) {
             isKeySpamming = false;
@@ -52,8 +53,10 @@ void KeySpammerThread() {
         }
         if (count > kMaxKeySpamTargets) count = kMaxKeySpamTargets;
         if (position >= count) position = 0;
+        int presses = 1;
         if (keySpamChordMode) {
             PressChord(count);
+            presses = count;
         } else {
             const int vk = keySpamTargets[position];
             PlatformKeyVk(vk, true);
@@ -61,6 +64,7 @@ void KeySpammerThread() {
             position = (position + 1) % count;
         }
         currentKeySpamCount.fetch_add(1);
+        MeterCount(g_KeySpamMeter, presses, ToolClockNs());
         WaitIntervalOrWake(g_KeySpamWake, ToolIntervalMs(keySpamIntervalHours, keySpamIntervalMins, keySpamIntervalSecs,
                                                          keySpamIntervalMs));
     }

@@ -89,7 +89,7 @@ void PlayMacroPass(const std::vector<UnifiedEvent>& events, const PlaybackClock&
                 fromY = e.y;
                 break;
             case EventKey: PlatformKeyVk(e.vk, e.down); break;
-            case EventScroll: PlatformScroll(e.scrollDelta); break;
+            case EventScroll: PlatformScroll(e.scrollDelta, &isPlaying); break;
             case EventToolToggle:
                 if (e.vk == 2) RequestTool(e.down ? triggerKeySpamStart : triggerKeySpamStop);
                 if (e.vk == 1) RequestTool(e.down ? triggerAutoClickStart : triggerAutoClickStop);

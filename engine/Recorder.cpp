@@ -41,10 +41,12 @@ void RecordEvent(const UnifiedEvent& e) {
 }
 
 void FinishRecording() {
+    // Asking the desktop is a round trip to the display server: done before the lock that the tap waits for.
+    const double doubleClickGuard = PlatformDoubleClickSeconds() + 0.05;
     std::lock_guard<std::mutex> lock(profileMutex);
     auto* events = ActiveEventsLocked();
     if (events) {
-        RetimeRecordedEvents(*events, g_RecordFirstNewIdx, 0.1, PlatformDoubleClickSeconds() + 0.05);
+        RetimeRecordedEvents(*events, g_RecordFirstNewIdx, 0.1, doubleClickGuard);
         if (g_ContinueUndoProfile >= 0) g_ContinueUndoAfter = *events;
     }
     g_RecordFirstNewIdx = 0;

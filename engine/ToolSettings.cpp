@@ -1,5 +1,6 @@
 #include "engine/ToolSettings.h"
 
+#include <chrono>
 #include <cmath>
 #include <vector>
 
@@ -22,4 +23,44 @@ bool ParseDecimalFields(const std::string& text, int count, int32_t* out) {
     }
     for (int i = 0; i < count; ++i) out[i] = values[static_cast<size_t>(i)];
     return true;
+}
+
+ToolMeter g_SpammerMeter, g_KeySpamMeter;
+
+namespace {
+constexpr int64_t kMeterWindowNs = 500'000'000;
+}
+
+int64_t ToolClockNs() {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+void MeterRunStarts(ToolMeter& m) {
+    m.presses = 0;
+    m.perSecond = 0.0;
+    m.windowStartNs = 0;
+    m.windowPresses = 0;
+    m.firstNs = 0;
+    m.lastNs = 0;
+}
+
+void MeterCount(ToolMeter& m, int presses, int64_t nowNs) {
+    const int64_t total = m.presses.load() + presses;
+    m.presses = total;
+    m.lastNs = nowNs;
+    if (m.firstNs == 0) {
+        // The first round's presses open the window: the rate counts what comes after them.
+        m.firstNs = m.windowStartNs = nowNs;
+        m.windowPresses = total;
+        return;
+    }
+    const int64_t sinceWindow = nowNs - m.windowStartNs;
+    if (sinceWindow >= kMeterWindowNs) {
+        m.perSecond = static_cast<double>(total - m.windowPresses) * 1e9 / static_cast<double>(sinceWindow);
+        m.windowStartNs = nowNs;
+        m.windowPresses = total;
+    } else if (m.windowStartNs == m.firstNs && sinceWindow > 0) {
+        m.perSecond = static_cast<double>(total - m.windowPresses) * 1e9 / static_cast<double>(sinceWindow);
+    }
 }

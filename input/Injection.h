@@ -56,8 +56,12 @@ void PlatformCursorPosition(int& x, int& y);
 // Plays the flags of one recorded mouse event with the click counting above. The playback thread only.
 void PlatformMouseFlags(unsigned long flags);
 
-// Scrolls the wheel under the cursor by `delta` Windows wheel units (see ScrollLines); 0 posts nothing.
-void PlatformScroll(int delta);
+// The most wheel lines one scroll event makes: a macro file may carry any delta.
+inline constexpr int kMaxScrollLines = 100;
+
+// Scrolls the wheel under the cursor by `delta` Windows wheel units (see ScrollLines), at most
+// kMaxScrollLines lines; 0 posts nothing. When `keepGoing` is given, the lines stop once it is false.
+void PlatformScroll(int delta, const std::atomic<bool>* keepGoing = nullptr);
 
 // Lifts mouse button `index`: PlatformMouseButton(index, false, 1).
 void PlatformMouseButtonUp(int index);

@@ -194,7 +194,11 @@ void TakeTrackerReset() {
     if (g_ResetTrackers.exchange(false)) ClearTrackers();
 }
 
-void SetTapRecorder(const TapRecorder& recorder) { g_TapRecorder = recorder; }
+void SetTapRecorder(const TapRecorder& recorder) {
+    // Connecting the same recorder again (each InputReady does) writes nothing the running tap reads.
+    if (g_TapRecorder.elapsedSeconds != recorder.elapsedSeconds) g_TapRecorder.elapsedSeconds = recorder.elapsedSeconds;
+    if (g_TapRecorder.append != recorder.append) g_TapRecorder.append = recorder.append;
+}
 const TapRecorder& CurrentTapRecorder() { return g_TapRecorder; }
 
 TapVerdict HandleTapEvent(const TapEvent& e) {

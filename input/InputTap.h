@@ -49,7 +49,8 @@ struct TapRecorder {
     void (*append)(const UnifiedEvent&) = nullptr;  // appends to the active profile, under profileMutex
 };
 
-// Called before the tap's thread starts (thread start orders it before every read on that thread).
+// Called before the tap's thread starts (thread start orders it before every read on that thread); a later
+// call with the same recorder changes nothing.
 void SetTapRecorder(const TapRecorder& recorder);
 const TapRecorder& CurrentTapRecorder();
 

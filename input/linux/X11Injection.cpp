@@ -4,6 +4,7 @@
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -67,9 +68,9 @@ void PlatformMouseButton(int button, bool down, int /*clickCount*/) {
     } else {
         g_HeldButtons.fetch_and(~bit);
     }
+    if (!d) return;  // no request, so no mark: a mark without its event would hide one of the user's
     // The server reports a release even of a button that isn't down, so every request gets its mark.
     PushOwnEventMark(down ? MarkButtonPress : MarkButtonRelease, static_cast<int32_t>(xButton), false, 0, 0, NowNs());
-    if (!d) return;
     XTestFakeButtonEvent(d, xButton, down ? True : False, CurrentTime);
     XFlush(d);
 }
@@ -80,11 +81,11 @@ void PlatformMouseClick(int button, int /*clickCount*/) {
     const unsigned xButton = XButton(button);
     const int64_t now = NowNs();
     g_HeldButtons.fetch_or(bit);
-    PushOwnEventMark(MarkButtonPress, static_cast<int32_t>(xButton), false, 0, 0, now);
-    if (d) XTestFakeButtonEvent(d, xButton, True, CurrentTime);
     g_HeldButtons.fetch_and(~bit);
-    PushOwnEventMark(MarkButtonRelease, static_cast<int32_t>(xButton), false, 0, 0, now);
     if (!d) return;
+    PushOwnEventMark(MarkButtonPress, static_cast<int32_t>(xButton), false, 0, 0, now);
+    XTestFakeButtonEvent(d, xButton, True, CurrentTime);
+    PushOwnEventMark(MarkButtonRelease, static_cast<int32_t>(xButton), false, 0, 0, now);
     XTestFakeButtonEvent(d, xButton, False, CurrentTime);
     XFlush(d);
 }
@@ -92,9 +93,13 @@ void PlatformMouseClick(int button, int /*clickCount*/) {
 void PlatformMouseButtonUp(int index) { PlatformMouseButton(index, false, 1); }
 
 // The server turns a move into a drag by itself while a button is down, so there is no drag event to pick.
+// A point off the screen goes to the nearest edge: the request's fields are 16 bits wide, and a point past
+// them would wrap round to the other side.
 void PlatformMoveMouseTo(int x, int y) {
     Display* d = Connection();
     if (!d) return;
+    x = std::clamp(x, 0, DisplayWidth(d, DefaultScreen(d)) - 1);
+    y = std::clamp(y, 0, DisplayHeight(d, DefaultScreen(d)) - 1);
     PushOwnEventMark(MarkMotion, 0, true, x, y, NowNs());
     XTestFakeMotionEvent(d, -1, x, y, CurrentTime);
     XFlush(d);
@@ -122,13 +127,18 @@ void PlatformCursorPosition(int& x, int& y) {
     }
 }
 
-// Buttons 4 and 5 are the wheel's lines up and down, one press and release for each line.
-void PlatformScroll(int delta) {
-    const int lines = ScrollLines(delta);
+// Buttons 4 and 5 are the wheel's lines up and down, one press and release for each line, flushed in
+// small bursts so that a stop between them ends the scroll.
+void PlatformScroll(int delta, const std::atomic<bool>* keepGoing) {
+    const int lines = std::clamp(ScrollLines(delta), -kMaxScrollLines, kMaxScrollLines);
     Display* d = Connection();
     if (lines == 0 || !d) return;
     const unsigned button = lines > 0 ? 4 : 5;
-    for (int i = 0; i < std::abs(lines); ++i) ClickWheel(d, button);
+    for (int i = 0; i < std::abs(lines); ++i) {
+        if (keepGoing && !keepGoing->load()) break;
+        ClickWheel(d, button);
+        if (i % 8 == 7) XFlush(d);
+    }
     XFlush(d);
 }
 

@@ -23,7 +23,8 @@ namespace {
 
 // Side-less modifiers come after their left-hand form so that a key code reads back as the left VK.
 // Insert and Help are separate keys on a PC keyboard: VK 45 is Insert and VK 47 Help, both named "Help".
-// VK 12 is the keypad's 5 without Num Lock (KP_Begin), VK 144 Num Lock; both are named "Clear".
+// VK 12 is the keypad's 5 without Num Lock (KP_Begin; its key reads back as VK 101), VK 144 Num Lock; both
+// are named "Clear".
 // F13 to F20 are typed only where the keymap has those keysyms (Xvfb's default keymap doesn't);
 // F21 to F24 have no row, so they are names only.
 constexpr KeyRow kKeys[] = {
@@ -213,18 +214,22 @@ std::string PrintedUpper(xkb_keymap* km, xkb_keycode_t kc, xkb_layout_index_t gr
     return FilterLayoutChar(std::string(utf8));
 }
 
-// The VK of a key: by its first level's keysym, else by the first of its other levels that has a row
-// (the keypad's digits sit on the second level, under KP_Insert and friends).
+// The VK of a key: by its first level's keysym, else by the first of its other levels that has a row (the
+// keypad's digits sit on the second level, under KP_Insert and friends). A keypad digit wins over the first
+// level: the keypad's 5 is KP_Begin without Num Lock, and records as Num 5 as it does with it.
 int VkOfKey(xkb_keymap* km, xkb_keycode_t kc, xkb_layout_index_t group) {
     const xkb_level_index_t levels = xkb_keymap_num_levels_for_key(km, kc, group);
+    int found = 0;
     for (xkb_level_index_t level = 0; level < levels; ++level) {
         const xkb_keysym_t* syms = nullptr;
         const int n = xkb_keymap_key_get_syms_by_level(km, kc, group, level, &syms);
         for (int i = 0; i < n; ++i) {
-            if (const int vk = FirstVkForCode(kKeys, kKeyCount, syms[i])) return vk;
+            const int vk = FirstVkForCode(kKeys, kKeyCount, syms[i]);
+            if (vk >= 96 && vk <= 105) return vk;
+            if (!found) found = vk;
         }
     }
-    return 0;
+    return found;
 }
 
 // Computes every table from the keymap without the lock, then swaps the names in under it.

@@ -4,9 +4,10 @@
 //   happens to the event itself, so every rule of the tap runs on them.
 // - `grab` holds the grabs that do the swallowing. Hotkeys (and, while a key is being captured or a point
 //   picked, the mouse buttons) are grabbed passively in synchronous mode on the concrete master device: the
-//   device freezes on the press until we answer, XIAsyncDevice to swallow the press (its repeats and its
-//   release come to us while the grab lasts), XIReplayDevice to pass it on untouched. A key capture grabs
-//   the keyboard actively. A watchdog replays a frozen device when the thread is held up.
+//   device freezes on the press until we answer: an ungrab at once swallows the press
+//   (the device is free again, so what follows reaches the focused window; a held key's repeats start the
+//   grab anew and are swallowed one by one, its release goes on), XIReplayDevice to pass it on untouched.
+//   A key capture grabs the keyboard actively. A watchdog replays a frozen device when the thread is held up.
 // A grabbed press reaches us twice, as a raw event and as the grab's event, with the same server time. Only
 // the raw event is judged (and only it takes the program's own marks); the grab's event waits for that
 // verdict if it comes first.
@@ -133,7 +134,6 @@ struct Judged {
     int detail = 0;
     Time time = 0;
     bool swallow = false;
-    bool keepsRelease = false;
     bool used = true;
 };
 
@@ -157,8 +157,7 @@ struct TapState {
     GrabPlan plan;
     std::vector<Grabbed> keyGrabs, buttonGrabs;
     bool keyboardGrabbed = false;
-    int heldKeyGrab = -1;     // key code whose swallowed press keeps the keyboard grabbed until its release
-    int heldButtonGrab = -1;  // the same for a button
+    std::array<bool, 256> heldHotkeys{};  // key codes whose press was swallowed and that are still down
 
     std::array<Judged, kRecentPresses> judged{};
     size_t judgedNext = 0;
@@ -345,7 +344,6 @@ void ApplyGrabs() {
         // Refused while another client holds the keyboard: the capture still works, the key just isn't kept.
         g.keyboardGrabbed = XIGrabDevice(g.grab, g.keyboardId, DefaultRootWindow(g.grab), CurrentTime, None,
                                          XIGrabModeAsync, XIGrabModeAsync, False, &mask) == Success;
-        g.heldKeyGrab = -1;
     } else if (!wanted.keyboard && g.keyboardGrabbed) {
         XIUngrabDevice(g.grab, g.keyboardId, CurrentTime);
         g.keyboardGrabbed = false;
@@ -538,14 +536,16 @@ TapVerdict JudgePress(bool key, int detail, bool down, double x, double y) {
     return HandleTapEvent(e);
 }
 
-void Answer(bool key, bool swallow, bool keepsRelease, int detail, Time time) {
+// Swallowing a press is ending the grab it started: the press was delivered to us, and the device is free
+// again at once, so that the keys and clicks of the tools and the user's other input reach the focused
+// window while a hotkey is held. (Thawing the device first would hand what queued meanwhile to the grab.)
+// A held key's repeats start the passive grab anew and are swallowed the same way (OnGrabEvent).
+void Answer(bool key, bool swallow, Time time) {
     const int device = key ? g.keyboardId : g.pointerId;
-    XIAllowEvents(g.grab, device, swallow ? XIAsyncDevice : XIReplayDevice, time);
-    if (swallow && keepsRelease) {
-        (key ? g.heldKeyGrab : g.heldButtonGrab) = detail;
-    } else if (swallow) {
-        // A capture or a pick: the press is ours, its release goes on to the window below.
-        XIUngrabDevice(g.grab, device, CurrentTime);
+    if (swallow) {
+        XIUngrabDevice(g.grab, device, time);
+    } else {
+        XIAllowEvents(g.grab, device, XIReplayDevice, time);
     }
     XFlush(g.grab);
 }
@@ -554,7 +554,7 @@ void Answer(bool key, bool swallow, bool keepsRelease, int detail, Time time) {
 void Judge(const Judged& j) {
     for (auto it = g.frozen.begin(); it != g.frozen.end(); ++it) {
         if (it->key == j.key && it->detail == j.detail && it->time == j.time) {
-            Answer(j.key, j.swallow, j.keepsRelease, j.detail, j.time);
+            Answer(j.key, j.swallow, j.time);
             g.frozen.erase(it);
             return;
         }
@@ -570,7 +570,7 @@ void ReleaseStaleFrozen() {
             ++it;
             continue;
         }
-        Answer(it->key, false, false, it->detail, it->time);
+        Answer(it->key, false, it->time);
         it = g.frozen.erase(it);
     }
 }
@@ -614,31 +614,34 @@ void OnRawEvent(const XIRawEvent* r) {
     TakeTrackerReset();
     const bool own = IsOwn(r->sourceid, RawMarkKind(r->evtype), r->detail, 0, 0);
     if (key) FollowKey(r->detail, down, r->time, own);
+    if (key && !down) g.heldHotkeys[static_cast<unsigned>(r->detail) % 256] = false;
     if (own) {
-        if (down) Judge({key, r->detail, r->time, false, false, false});
+        if (down) Judge({key, r->detail, r->time, false, false});
         return;
     }
     double x = 0, y = 0;
     if (!key && r->detail != 4 && r->detail != 5) PointerAt(x, y);
     const TapVerdict v = JudgePress(key, r->detail, down, x, y);
-    if (down) Judge({key, r->detail, r->time, v.swallow, v.keepsRelease, false});
+    if (key && down && v.keepsRelease) g.heldHotkeys[static_cast<unsigned>(r->detail) % 256] = true;
+    if (down) Judge({key, r->detail, r->time, v.swallow, false});
     Finish(v);
 }
 
 void OnGrabEvent(const XIDeviceEvent* d) {
-    const bool key = d->evtype == XI_KeyPress || d->evtype == XI_KeyRelease;
-    int& held = key ? g.heldKeyGrab : g.heldButtonGrab;
-    if (d->evtype == XI_KeyRelease || d->evtype == XI_ButtonRelease) {
-        if (d->detail == held) held = -1;  // the grab ends with this release
+    const bool key = d->evtype == XI_KeyPress;
+    if (!key && d->evtype != XI_ButtonPress) return;  // a swallowed press ends its grab: no release comes here
+    // A key capture's active grab brings every key here, unfrozen: the raw stream judges them.
+    if (key && g.keyboardGrabbed) return;
+    if (key && (d->flags & XIKeyRepeat)) {
+        // The server's repeat of a held key has no raw event: a swallowed hotkey's repeats are swallowed, any
+        // other key's pass on.
+        Answer(key, g.heldHotkeys[static_cast<unsigned>(d->detail) % 256], d->time);
         return;
     }
-    if (d->evtype != XI_KeyPress && d->evtype != XI_ButtonPress) return;
-    // While a grab of ours is active, presses are delivered to us, not frozen: the raw stream judges them.
-    if (held >= 0 || (key && g.keyboardGrabbed)) return;
     // Every rule runs on the raw event of this press, which may not have been read yet.
     if (Judged* j = FindJudged(key, d->detail, d->time)) {
         j->used = true;
-        Answer(key, j->swallow, j->keepsRelease, d->detail, d->time);
+        Answer(key, j->swallow, d->time);
     } else {
         g.frozen.push_back({key, d->detail, d->time, NowNs()});
     }

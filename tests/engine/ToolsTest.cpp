@@ -252,3 +252,28 @@ TEST(KeySpamTargetsTest, TheListHoldsAtMost256) {
 }
 
 }  // namespace
+
+TEST(ToolMeterTest, CountsWhatWasPressedAndMeasuresTheRate) {
+    constexpr int64_t kMs = 1'000'000;
+    ToolMeter m;
+    MeterRunStarts(m);
+    // A short run: three rounds 100 ms apart. The rate counts from the first round.
+    for (int i = 0; i < 3; ++i) MeterCount(m, 1, 5'000 * kMs + i * 100 * kMs);
+    EXPECT_EQ(m.presses, 3);
+    EXPECT_DOUBLE_EQ(m.perSecond, 10.0);
+    // Rounds that press nothing (a button that doesn't exist) count none and lower the rate.
+    for (int i = 3; i < 6; ++i) MeterCount(m, 0, 5'000 * kMs + i * 100 * kMs);
+    EXPECT_EQ(m.presses, 3);
+    EXPECT_DOUBLE_EQ(m.perSecond, 4.0);  // 2 presses in the half second since the first round
+
+    // A new run starts from nothing; double clicks count two, every millisecond for a second.
+    MeterRunStarts(m);
+    EXPECT_EQ(m.presses, 0);
+    EXPECT_DOUBLE_EQ(m.perSecond, 0.0);
+    for (int i = 0; i <= 1000; ++i) MeterCount(m, 2, 9'000 * kMs + i * kMs);
+    EXPECT_EQ(m.presses, 2002);
+    EXPECT_DOUBLE_EQ(m.perSecond, 2000.0);
+    // The rate follows a slower pace after the next window, whatever came before.
+    for (int i = 1; i <= 60; ++i) MeterCount(m, 2, 10'000 * kMs + i * 10 * kMs);
+    EXPECT_DOUBLE_EQ(m.perSecond, 200.0);
+}

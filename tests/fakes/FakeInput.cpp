@@ -64,7 +64,7 @@ void PlatformCursorPosition(int& x, int& y) {
     x = g_FakeCursorX;
     y = g_FakeCursorY;
 }
-void PlatformScroll(int delta) { Log("scroll " + std::to_string(delta)); }
+void PlatformScroll(int delta, const std::atomic<bool>*) { Log("scroll " + std::to_string(delta)); }
 double PlatformDoubleClickSeconds() { return g_FakeDoubleClickSeconds; }
 
 std::string PlatformLayoutCharForVk(int vk) {

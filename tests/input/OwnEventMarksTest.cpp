@@ -3,6 +3,7 @@
 
 #include <deque>
 #include <mutex>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -109,6 +110,58 @@ TEST_F(OwnEventMarksTest, ManyProducersOneConsumer) {
     }
     for (auto& t : producers) t.join();
     EXPECT_EQ(own, 3 * kPerThread);
+    EXPECT_EQ(PendingOwnEventMarks(), 0);
+}
+
+TEST_F(OwnEventMarksTest, TheServerMayInterleaveTwoThreadsRequestsInAnyOrder) {
+    // The Spammer clicks and the Key Spammer types at once, each on its own connection. The server keeps each
+    // connection's order but mixes the two as it likes; no event of either may be taken for the user's.
+    constexpr int kRounds = 3000;
+    std::mutex serverMutex;
+    std::deque<int> connection[2];
+    std::vector<std::thread> producers;
+    for (int p = 0; p < 2; ++p) {
+        producers.emplace_back([p, &serverMutex, &connection] {
+            const MarkKind press = p == 0 ? MarkButtonPress : MarkKeyPress;
+            const MarkKind release = p == 0 ? MarkButtonRelease : MarkKeyRelease;
+            const int detail = p == 0 ? 1 : 38;
+            for (int i = 0; i < kRounds; ++i) {
+                for (;;) {
+                    std::unique_lock<std::mutex> lock(serverMutex);
+                    if (connection[p].size() < 64) {
+                        PushOwnEventMark(press, detail, false, 0, 0, kT);
+                        connection[p].push_back(press);
+                        PushOwnEventMark(release, detail, false, 0, 0, kT);
+                        connection[p].push_back(release);
+                        break;
+                    }
+                    lock.unlock();
+                    std::this_thread::yield();
+                }
+            }
+        });
+    }
+    std::mt19937 pick(7);
+    int own = 0, seen = 0;
+    while (seen < 2 * 2 * kRounds) {
+        int kind = -1, p = static_cast<int>(pick() % 2);
+        {
+            std::lock_guard<std::mutex> lock(serverMutex);
+            if (connection[p].empty()) p = 1 - p;
+            if (!connection[p].empty()) {
+                kind = connection[p].front();
+                connection[p].pop_front();
+            }
+        }
+        if (kind < 0) {
+            std::this_thread::yield();
+            continue;
+        }
+        ++seen;
+        if (TakeOwnEventMark(static_cast<MarkKind>(kind), p == 0 ? 1 : 38, 0, 0, kT)) ++own;
+    }
+    for (auto& t : producers) t.join();
+    EXPECT_EQ(own, seen);
     EXPECT_EQ(PendingOwnEventMarks(), 0);
 }
 

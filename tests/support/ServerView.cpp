@@ -62,6 +62,8 @@ bool NothingHeld() {
     return (mask & (Button1Mask | Button2Mask | Button3Mask | Button4Mask | Button5Mask)) == 0;
 }
 
+int DisplayWidthOfServer() { return DisplayWidth(g_Display, DefaultScreen(g_Display)); }
+
 std::string KeysymAt(int keycode) {
     if (keycode < 0) return "-";
     const KeySym sym = XkbKeycodeToKeysym(g_Display, static_cast<KeyCode>(keycode), 0, 0);

@@ -11,6 +11,9 @@ void CloseServerView();
 // True when the server reports no key down and no button down, on any device.
 bool NothingHeld();
 
+// The width of the screen in pixels.
+int DisplayWidthOfServer();
+
 // The keysym name on the first level of the first layout at a key code, "-" for a negative code.
 std::string KeysymAt(int keycode);
 

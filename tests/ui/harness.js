@@ -32,6 +32,7 @@ function status(over = {}) {
     state: 'Idle', count: 0, restore: [], hkRec: 'F8', hkPlay: 'F7', hkAuto: 'F6', hkKeySpam: 'F9', hkUnlock: 'F10',
     lockOn: false, unlocked: false, keySpamTargets: [], keySpamChord: false, ksCap: -1, reassigning: '',
     panelHover: false, autoClicking: false, keySpamming: false, canUndoContinue: false,
+    measured: { clicks: 0, clicksPerSecond: 0, keyPresses: 0, keyPressesPerSecond: 0 },
   }, over);
 }
 

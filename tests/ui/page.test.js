@@ -105,9 +105,25 @@ test('start and stop follow the status; the Key Spammer needs a key; targets are
   const seen = await page.evaluate(() => window.__qvn.calls.filter((c) => !/^(get|update)/.test(c.name)).map((c) => c.name + ':' + c.text));
   assert.deepEqual(seen, ['stopSpammer:', 'stopKeySpam:', 'removeKeySpamTarget:1']);
   assert.deepEqual(await page.$$eval('#ks-targets kbd', (k) => k.map((x) => x.textContent)), ['A', 'Space', 'A']);
-  // While it clicks, the readout counts up at the interval's rate: 100 ms gives 10 a second.
+  assert.equal(await page.textContent('#state-chip'), 'Spammer + Key Spammer running');
+
+  // The readouts are what the native side counted and measured, not worked out from the interval.
+  await h.setDoc(page, 'getTrackerStatus', h.status({ autoClicking: true, state: 'Recording',
+    measured: { clicks: 1200, clicksPerSecond: 987.4, keyPresses: 7, keyPressesPerSecond: 9.5 } }));
+  await h.nextPoll(page);
+  assert.equal(await page.textContent('#sp-count'), '1,200');
+  assert.equal(await page.textContent('#sp-cps'), '987');
+  assert.equal(await page.textContent('#ks-count'), '7');
+  assert.equal(await page.textContent('#ks-cps'), '9.5');
+  assert.equal(await page.textContent('#state-chip'), 'Recording · Spammer running');
+  // Stopped: the last run's figures stay, dimmed; a status without them reads as nothing done.
+  await h.setDoc(page, 'getTrackerStatus', h.status({ measured: { clicks: 200, clicksPerSecond: 10 } }));
+  await h.nextPoll(page);
+  assert.equal(await page.textContent('#sp-count'), '200');
   assert.equal(await page.textContent('#sp-cps'), '10');
-  await page.waitForFunction(() => Number(document.getElementById('sp-count').textContent) >= 3);
+  assert.equal(await page.$eval('#sp-count', (b) => b.closest('.readout').classList.contains('idle')), true);
+  assert.equal(await page.textContent('#ks-count'), '0');
+  assert.equal(await page.textContent('#state-chip'), 'Idle');
 });
 
 test('status documents render: a full one, then the idle default literal with its fewer keys', async () => {
@@ -386,6 +402,31 @@ test('update offer: progress, installing, and a failure message from startUpdate
   assert.equal(await page.textContent('#update-start'), 'Try again');
   await page.evaluate(() => { if (window.onUpdateInstalling) onUpdateInstalling(); });
   assert.match(await page.textContent('#update-title'), /Installing/);
+});
+
+test('update progress: bytes, time left, and a bar that assistive tools can read', async () => {
+  const page = await h.open({ absent: [] });
+  // A clock the test moves, so the time left doesn't depend on the machine's speed.
+  await page.evaluate(() => { let t = 1000; performance.now = () => t; window.__advance = (ms) => { t += ms; }; });
+  const detail = () => page.textContent('#update-detail');
+  const bar = '#update-progress';
+  await page.evaluate(() => { window.onUpdateAvailable('1.0.2', '1.0.1'); onUpdateProgress(0, 104857600); });
+  assert.equal(await detail(), '0.0 MB of 100.0 MB');
+  await page.evaluate(() => { __advance(2000); onUpdateProgress(20971520, 104857600); });
+  assert.equal(await detail(), '20.0 MB of 100.0 MB · about 10 s left');  // 10 MB/s, 80 MB to go
+  assert.equal(await page.getAttribute(bar, 'aria-valuenow'), '20');
+  assert.equal(await page.getAttribute(bar, 'role'), 'progressbar');
+  await page.evaluate(() => { __advance(60000); onUpdateProgress(23068672, 104857600); });
+  assert.equal(await detail(), '22.0 MB of 100.0 MB · about 4 minutes left');
+  await page.screenshot({ path: path.join(artifacts, 'page-update-progress.png'), clip: { x: 0, y: 0, width: 420, height: 160 } });
+  await page.evaluate(() => onUpdateProgress(104857600, 104857600));
+  assert.equal(await detail(), '100.0 MB of 100.0 MB · checking');
+  // Without a known total: the bytes alone, a moving bar, no value for assistive tools.
+  await page.evaluate(() => onUpdateProgress(5242880, 0));
+  assert.equal(await detail(), '5.0 MB');
+  assert.equal(await page.getAttribute(bar, 'aria-valuenow'), null);
+  assert.match(await page.getAttribute(bar, 'class'), /indeterminate/);
+  assert.deepEqual(page.errors, []);
 });
 
 test('screenshots of the built-in themes', async () => {

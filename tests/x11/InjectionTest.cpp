@@ -5,18 +5,21 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <map>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "app/Master.h"
+#include "bridge/StatusDocuments.h"
 #include "core/AppState.h"
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "engine/KeySpammer.h"
 #include "engine/Playback.h"
 #include "engine/Signals.h"
+#include "engine/ToolSettings.h"
 #include "input/Injection.h"
 #include "input/Keys.h"
 #include "input/OwnEventMarks.h"
@@ -75,7 +78,7 @@ TEST_F(InjectionTest, KeyTableOnTheDefaultKeymap) {
         {91, "Super_L", 91, "Command"},
         {45, "Insert", 45, "Help"},
         {47, "Help", 47, "Help"},
-        {12, "KP_Begin", 12, "Clear"},
+        {12, "KP_Begin", 101, "Clear"},  // the keypad's 5 records as Num 5, whatever Num Lock says
         {144, "Num_Lock", 144, "Clear"},
         {96, "KP_Insert", 96, "Num 0"},  // KP_0 lives on the keypad key's second level
         {186, "semicolon", 186, ";"},
@@ -96,6 +99,20 @@ TEST_F(InjectionTest, KeyTableOnTheDefaultKeymap) {
     }
     EXPECT_EQ(PlatformKeyCodeToVk(0), 0);
     EXPECT_EQ(PlatformKeyCodeToVk(256), 0);
+
+    // Every key the table can type is recorded back as the same VK, but for the side-less modifiers and the
+    // keypad's 5 without Num Lock, which share their key with another VK.
+    const std::map<int, int> shared = {{16, 160}, {17, 162}, {18, 164}, {12, 101}};
+    int typed = 0;
+    for (int vk = 1; vk < 256; ++vk) {
+        const int keycode = VkToPlatformKeyCode(vk);
+        if (keycode < 0) continue;
+        ++typed;
+        const auto alias = shared.find(vk);
+        EXPECT_EQ(PlatformKeyCodeToVk(keycode), alias == shared.end() ? vk : alias->second)
+            << "VK " << vk << " types key " << keycode << " (" << KeysymAt(keycode) << ")";
+    }
+    EXPECT_GE(typed, 100);
 }
 
 TEST_F(InjectionTest, LayoutChangesReachTheCaches) {
@@ -147,6 +164,14 @@ TEST_F(InjectionTest, SpammerAtTenMillisecondsForOneSecond) {
     EXPECT_GE(clicks, 85u);
     EXPECT_LE(clicks, 101u);
     EXPECT_EQ(g_Window.Count("Button"), 2 * clicks) << "only left clicks";
+
+    // The count the pages get is the clicks the window got, and the rate is what the run really made.
+    EXPECT_EQ(g_SpammerMeter.presses, static_cast<int64_t>(clicks));
+    EXPECT_GE(g_SpammerMeter.perSecond, 75.0);
+    EXPECT_LE(g_SpammerMeter.perSecond, 101.0);
+    std::lock_guard<std::mutex> lock(profileMutex);
+    EXPECT_NE(BuildTrackerStatusJson("[]").find("\"measured\":{\"clicks\":" + std::to_string(clicks) + ","),
+              std::string::npos);
 }
 
 TEST_F(InjectionTest, RepeatModeClicksExactlyNTimesAtTheFixedPoint) {
@@ -196,6 +221,7 @@ TEST_F(InjectionTest, KeySpammerSequenceAndChord) {
     EXPECT_TRUE(WaitUntil([] { return g_Window.Count("KeyRelease") == 3; }));
     EXPECT_EQ(KeyNames(g_Window.Lines("Key")),
               (std::vector<std::string>{"Press a", "Press b", "Press c", "Release a", "Release b", "Release c"}));
+    EXPECT_EQ(g_KeySpamMeter.presses, 3);  // a chord of three is three presses
     EXPECT_TRUE(SettlesWithNothingHeld());
 }
 
@@ -285,6 +311,25 @@ TEST_F(InjectionTest, SeamFunctionsAndTheirMarks) {
     EXPECT_EQ(g_Window.Lines("ButtonRelease 1").front(), "ButtonRelease 1 310 205");
     EXPECT_EQ(g_Window.Lines("Key"), (std::vector<std::string>{"KeyPress 38 a", "KeyRelease 38 a"}));
     EXPECT_TRUE(SettlesWithNothingHeld());
+}
+
+// What a macro file may carry: a point far off the screen goes to the edge instead of wrapping round, and a
+// huge wheel delta is a bounded number of lines that a stop ends.
+TEST_F(InjectionTest, FarPointsAndHugeScrollsStayBounded) {
+    int x = 0, y = 0;
+    PlatformMoveMouseTo(70000, -70000);
+    PlatformCursorPosition(x, y);
+    EXPECT_EQ(x, DisplayWidthOfServer() - 1);
+    EXPECT_EQ(y, 0);
+
+    PlatformScroll(120 * 1000000);
+    std::atomic<bool> stopped{false};
+    PlatformScroll(-120 * 50, &stopped);
+    PlatformCursorPosition(x, y);  // a round trip: the server has taken every request
+    EXPECT_TRUE(WaitUntil([] { return g_Window.Count("ButtonRelease 4 ") == kMaxScrollLines; }));
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(g_Window.Count("ButtonPress 4 "), static_cast<size_t>(kMaxScrollLines));
+    EXPECT_EQ(g_Window.Count("ButtonPress 5 "), 0u);
 }
 
 // Last: ShutDown ends the threads, so nothing can run after it.

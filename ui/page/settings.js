@@ -81,16 +81,36 @@ Q.settings = (function () {
     $('update-later').hidden = false;
   }
 
+  // Bytes so far, the total and the time left, from the average rate since the download began.
+  let downloadStart = null;
+  function timeLeft(seconds) {
+    if (!isFinite(seconds) || seconds < 0) return '';
+    if (seconds < 5) return 'a few seconds left';
+    if (seconds < 60) return 'about ' + Math.ceil(seconds / 5) * 5 + ' s left';
+    const minutes = Math.round(seconds / 60);
+    return 'about ' + minutes + (minutes === 1 ? ' minute' : ' minutes') + ' left';
+  }
+
   function updateProgress(received, total) {
     const bar = $('update-progress');
     bar.hidden = false;
     const r = Number(received) || 0;
     const t = Number(total) || 0;
     const mb = (n) => (n / 1048576).toFixed(1) + ' MB';
+    const now = performance.now();
+    if (downloadStart === null || r === 0) downloadStart = { time: now, bytes: r };
     bar.classList.toggle('indeterminate', t <= 0);
-    bar.querySelector('.progress-fill').style.width = t > 0 ? Math.min(100, (100 * r) / t).toFixed(1) + '%' : '';
+    const percent = t > 0 ? Math.min(100, (100 * r) / t) : 0;
+    bar.querySelector('.progress-fill').style.width = t > 0 ? percent.toFixed(1) + '%' : '';
+    if (t > 0) bar.setAttribute('aria-valuenow', String(Math.round(percent)));
+    else bar.removeAttribute('aria-valuenow');
     $('update-title').textContent = 'Downloading the update';
-    $('update-detail').textContent = t > 0 ? mb(r) + ' of ' + mb(t) : mb(r);
+    let detail = t > 0 ? mb(r) + ' of ' + mb(t) : mb(r);
+    const elapsed = (now - downloadStart.time) / 1000;
+    const rate = elapsed > 0.5 ? (r - downloadStart.bytes) / elapsed : 0;
+    if (t > 0 && r >= t) detail += ' · checking';
+    else if (t > 0 && rate > 0) detail += ' · ' + timeLeft((t - r) / rate);
+    $('update-detail').textContent = detail;
   }
 
   function updateInstalling() {
@@ -108,6 +128,7 @@ Q.settings = (function () {
     }
     $('update-start').disabled = true;
     $('update-later').hidden = true;
+    downloadStart = null;
     updateProgress(0, 0);
     $('update-title').textContent = 'Starting the update';
     // It answers only when the update failed; on success the app restarts.

@@ -97,30 +97,18 @@ Q.tools = (function () {
     if (token === picking) $('sp-pick-hint').hidden = true;
   }
 
-  // A live readout from the tool's own timing: the first click comes at once, then one round per interval
-  // (plus the 15 ms between the two clicks of a double click), up to the count when one is set.
-  let runStart = 0;
-  let ticker = 0;
-  function readout() {
-    const dbl = radio('sp-type').value === '1';
-    const perRound = Math.max(1, intervalMs('sp')) + (dbl ? 15 : 0);
-    let rounds = Math.floor((performance.now() - runStart) / perRound) + 1;
-    if (radio('sp-rpt').value === '0') rounds = Math.min(rounds, Q.int($('sp-times')));
-    $('sp-count').textContent = (rounds * (dbl ? 2 : 1)).toLocaleString('en-US');
-    const cps = (1000 / perRound) * (dbl ? 2 : 1);
-    $('sp-cps').textContent = cps >= 100 ? Math.round(cps).toLocaleString('en-US') : cps.toFixed(1).replace(/\.0$/, '');
+  // The readouts show what the tools really did in their present or last run, as the native side counted it.
+  function rate(perSecond) {
+    const r = typeof perSecond === 'number' && perSecond > 0 ? perSecond : 0;
+    return r >= 100 ? Math.round(r).toLocaleString('en-US') : r.toFixed(1).replace(/\.0$/, '');
   }
-  function clicking(on) {
-    const box = $('sp-count').closest('.readout');
-    if (on && !ticker) {
-      runStart = performance.now();
-      readout();
-      ticker = setInterval(readout, 100);
-    } else if (!on && ticker) {
-      clearInterval(ticker);
-      ticker = 0;
-    }
-    box.classList.toggle('idle', !on);
+  function readout(prefix, presses, perSecond, on) {
+    const count = $(prefix + '-count');
+    const text = (typeof presses === 'number' ? presses : 0).toLocaleString('en-US');
+    if (count.textContent !== text) count.textContent = text;
+    const r = rate(perSecond);
+    if ($(prefix + '-cps').textContent !== r) $(prefix + '-cps').textContent = r;
+    count.closest('.readout').classList.toggle('idle', !on);
   }
 
   // Start and Stop are two buttons, and the one that doesn't apply is disabled: the Spammer clicks at the
@@ -213,8 +201,10 @@ Q.tools = (function () {
 
     const clickingNow = s.autoClicking === true || justStarted('sp');
     runState('sp', clickingNow, true);
-    clicking(clickingNow);
+    const m = s.measured || {};
+    readout('sp', m.clicks, m.clicksPerSecond, s.autoClicking === true);
     const spamming = s.keySpamming === true || justStarted('ks');
+    readout('ks', m.keyPresses, m.keyPressesPerSecond, s.keySpamming === true);
     document.querySelectorAll('.run-badge[data-run]').forEach((b) => b.classList.toggle('on', s[b.dataset.run] === true));
 
     const targets = Array.isArray(s.keySpamTargets) ? s.keySpamTargets : [];

@@ -112,10 +112,13 @@ Q.tracker = (function () {
     badge.textContent = rec ? 'Recording' : play ? 'Playing' : '';
     badge.className = 'run-badge' + (rec ? ' on recording' : play ? ' on' : '');
     const chip = $('state-chip');
-    const word = rec ? 'Recording' : play ? 'Playing' : 'Idle';
+    // Everything that runs: the Tracker's state and the tools, which run beside it.
+    const tools = [s.autoClicking === true ? 'Spammer' : '', s.keySpamming === true ? 'Key Spammer' : ''].filter(Boolean);
+    const parts = (rec ? ['Recording'] : play ? ['Playing'] : []).concat(tools.length ? [tools.join(' + ') + ' running'] : []);
+    const word = parts.length ? parts.join(' · ') : 'Idle';
     // A live region: written only when it changes, so that it is announced once.
     if (chip.textContent !== word) chip.textContent = word;
-    chip.className = 'chip' + (rec ? ' recording' : play ? ' playing' : '');
+    chip.className = 'chip' + (rec ? ' recording' : play ? ' playing' : tools.length ? ' running' : '');
 
     // The list follows the macro: at once when it changes, at most every second while recording.
     const count = typeof s.count === 'number' ? s.count : 0;
