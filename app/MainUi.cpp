@@ -9,6 +9,7 @@ constexpr const char* kMissingPage = "<h2>Error loading UI</h2><p>ui/index.html 
 }  // namespace
 
 std::string MainUiDocument(const std::string& resourceDir) {
+    if (resourceDir.empty()) return kMissingPage;
     const std::string folder = resourceDir + "/ui";
     const std::string page = ReadFile(folder + "/index.html");
     if (page.empty()) return kMissingPage;

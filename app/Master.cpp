@@ -62,6 +62,9 @@ int RunMaster(const std::vector<std::string>& files) {
         if (!path.empty()) g_EarlyOpenedPaths.push_back(path);
     }
 
+    // Temporary files of writes that a kill cut short; the files they were meant for are whole.
+    PlatformRemoveStaleTempFiles(PlatformDataDir());
+    PlatformRemoveStaleTempFiles(GetThemesDirPath());
     g_SessionStateFilePath = PlatformDataDir() + "/session.dat";
     if (!LoadSessionState()) profiles.push_back(MacroProfile{kDefaultProfileName, "", {}});
     EnsureDefaultProfileExists();

@@ -1,3 +1,5 @@
+#include <chrono>
+
 #include "app/Master.h"
 #include "bridge/Ipc.h"
 #include "core/AppState.h"
@@ -37,7 +39,9 @@ void ShutDown() {
 
     CancelUpdates();
     if (g_MasterWindow) SaveGeometry();
-    SaveSessionState();
+    // The final save waits for the profiles (a recording's last events, a playback's copy) rather than
+    // giving up at once like the autosave; two seconds at most, so a stuck lock can't hold the exit.
+    SaveSessionStateAtExit(std::chrono::seconds(2));
     g_AppRunning = false;
     EndThemeRescans();
 

@@ -4,6 +4,7 @@
 #include "bridge/MainBindings.h"
 #include "core/AppState.h"
 #include "core/BindArgs.h"
+#include "core/Notices.h"
 #include "core/Numbers.h"
 #include "core/Wake.h"
 #include "engine/KeySpammer.h"
@@ -182,4 +183,14 @@ std::string BindOpenLink(const std::string& arg) {
     if (word == "docs") PlatformOpenUrl(QVN_DOCS_URL);
     if (word == "discord") PlatformOpenUrl(QVN_COMMUNITY_URL);
     return "";
+}
+
+std::string BindTakeNotices() {
+    std::string out = "[";
+    for (const std::string& text : TakeUserNotices()) {
+        if (out.size() > 1) out += ',';
+        out += JsonEscapeForBind(text);
+    }
+    out += ']';
+    return out;
 }

@@ -38,14 +38,16 @@ void BindMainWindow(WebView& w) {
         {"resizeWindow", BindResizeWindow},
         {"updateSpammer",
          [](const std::string& arg) {
-             if (!ApplySpammerUpdate(ParseJSString(arg))) throw BindError("updateSpammer: needs nine whole numbers");
+             std::string why;
+             if (!ApplySpammerUpdate(ParseJSString(arg), &why)) throw BindError(why);
              return std::string();
          }},
         {"startSpammer", [](const std::string&) { return Trigger(triggerAutoClickStart); }},
         {"stopSpammer", [](const std::string&) { return Trigger(triggerAutoClickStop); }},
         {"updateKeySpam",
          [](const std::string& arg) {
-             if (!ApplyKeySpamUpdate(ParseJSString(arg))) throw BindError("updateKeySpam: needs six whole numbers");
+             std::string why;
+             if (!ApplyKeySpamUpdate(ParseJSString(arg), &why)) throw BindError(why);
              return std::string();
          }},
         {"startKeySpam", [](const std::string&) { return Trigger(triggerKeySpamStart); }},
@@ -64,7 +66,8 @@ void BindMainWindow(WebView& w) {
          }},
         {"updateTracker",
          [](const std::string& arg) {
-             if (!ApplyTrackerUpdate(ParseJSString(arg))) throw BindError("updateTracker: needs eight fields");
+             std::string why;
+             if (!ApplyTrackerUpdate(ParseJSString(arg), &why)) throw BindError(why);
              return std::string();
          }},
         {"startRecording", [](const std::string&) { return Trigger(triggerRecordStart); }},
@@ -95,6 +98,7 @@ void BindMainWindow(WebView& w) {
         {"cancelMacroImport", BindCancelMacroImport},
         {"getPendingMacroImport", none(BindGetPendingMacroImport)},
         {"getAppSettings", none(BindGetAppSettings)},
+        {"takeNotices", none(BindTakeNotices)},
         {"markWarningSeen", BindMarkWarningSeen},
         {"setAppSetting", BindSetAppSetting},
         {"setPanelOrder", BindSetPanelOrder},

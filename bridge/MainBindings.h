@@ -29,3 +29,6 @@ std::string BindResizeWindow(const std::string& arg);
 std::string BindSetTheme(const std::string& arg);
 std::string BindGetSharedTheme();
 std::string BindOpenLink(const std::string& arg);
+
+// The notices posted for the user since the last call, as a JSON array of strings; each is given once.
+std::string BindTakeNotices();

@@ -22,7 +22,7 @@ public:
     }
     void Float(const char* key, double v) {
         Key(key);
-        AppendFloat(text_, v);
+        AppendFloat(text_, std::isfinite(v) ? v : 0.0);  // JSON has no word for nan or inf
     }
     void Bool(const char* key, bool v) {
         Key(key);

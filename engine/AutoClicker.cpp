@@ -70,9 +70,17 @@ void AutoClickerThread() {
     }
 }
 
-bool ApplySpammerUpdate(const std::string& text) {
+bool ApplySpammerUpdate(const std::string& text, std::string* why) {
     int32_t f[9];
-    if (!ParseDecimalFields(text, 9, f)) return false;
+    if (!ParseDecimalFields(text, 9, f)) {
+        if (why) *why = "updateSpammer: needs nine whole numbers";
+        return false;
+    }
+    const std::string refusal = IntervalRefusal("updateSpammer", f, f[7]);
+    if (!refusal.empty()) {
+        if (why) *why = refusal;
+        return false;
+    }
     autoClickIntervalHours = f[0];
     autoClickIntervalMins = f[1];
     autoClickIntervalSecs = f[2];

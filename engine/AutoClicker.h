@@ -11,4 +11,4 @@ void AutoClickerThread();
 // repeat times, location mode, comma-separated; fields past the ninth are ignored. Applies all nine and
 // snapshots the profile's settings, or, with fewer fields or one that isn't a number, changes nothing and
 // returns false.
-bool ApplySpammerUpdate(const std::string& text);
+bool ApplySpammerUpdate(const std::string& text, std::string* why = nullptr);

@@ -7,6 +7,7 @@
 
 #include "core/AppState.h"
 #include "core/BindArgs.h"
+#include "core/Limits.h"
 #include "core/Numbers.h"
 #include "persist/AppSettings.h"
 #include "persist/Settings.h"
@@ -152,6 +153,7 @@ void DeleteEventAt(int index) {
 }
 
 void SetEventTimeAt(int index, double time) {
+    if (!IsValidEventTime(time)) return;
     std::lock_guard<std::mutex> lock(profileMutex);
     std::vector<UnifiedEvent>* events = ActiveEventsLocked();
     if (events && index >= 0 && static_cast<size_t>(index) < events->size())
@@ -172,6 +174,10 @@ std::string BindUpdateEventTime(const std::string& arg) {
         const int index = RequireInt("updateEventTime", f[0]);
         double time = 0;
         if (!ParseDouble(f[1], time)) throw BindError("updateEventTime: \"" + f[1] + "\" is not a number");
+        if (!IsValidEventTime(time)) {
+            throw BindError("updateEventTime: the time must be a number of seconds from 0 to 1000000000, not \"" +
+                            f[1] + "\"");
+        }
         SetEventTimeAt(index, time);
     }
     SaveAndReturnList();

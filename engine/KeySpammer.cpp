@@ -70,9 +70,17 @@ void KeySpammerThread() {
     }
 }
 
-bool ApplyKeySpamUpdate(const std::string& text) {
+bool ApplyKeySpamUpdate(const std::string& text, std::string* why) {
     int32_t f[6];
-    if (!ParseDecimalFields(text, 6, f)) return false;
+    if (!ParseDecimalFields(text, 6, f)) {
+        if (why) *why = "updateKeySpam: needs six whole numbers";
+        return false;
+    }
+    const std::string refusal = IntervalRefusal("updateKeySpam", f, f[5]);
+    if (!refusal.empty()) {
+        if (why) *why = refusal;
+        return false;
+    }
     keySpamIntervalHours = f[0];
     keySpamIntervalMins = f[1];
     keySpamIntervalSecs = f[2];

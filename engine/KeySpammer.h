@@ -10,7 +10,7 @@ void KeySpammerThread();
 // The page's "updateKeySpam" text: hours, minutes, seconds, milliseconds, repeat mode, repeat times,
 // comma-separated; fields past the sixth are ignored. Applies all six and snapshots the profile's
 // settings, or, with fewer fields or one that isn't a number, changes nothing and returns false.
-bool ApplyKeySpamUpdate(const std::string& text);
+bool ApplyKeySpamUpdate(const std::string& text, std::string* why = nullptr);
 
 // The page's "setKeySpamChordMode": chord mode exactly when the text is "1"; snapshots the settings.
 void SetKeySpamChordMode(const std::string& text);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <thread>
 
+#include "core/Limits.h"
 #include "core/Numbers.h"
 #include "core/Threads.h"
 #include "core/Wake.h"
@@ -52,7 +53,8 @@ void PlayMacroPass(const std::vector<UnifiedEvent>& events, const PlaybackClock&
     for (const UnifiedEvent& e : events) {
         if (!StillPlaying()) break;
         const double speed = static_cast<double>(static_cast<float>(fPlaybackSpeed));  // read afresh per event
-        const double due = e.time / speed;
+        double due = e.time / speed;
+        if (!std::isfinite(due)) due = prevDue;  // a time or speed that isn't a number plays at once, never waits
         const bool smooth = due > prevDue && e.type == EventMoveAbs;
         // Against the pass's start instant, never the previous event, so lateness doesn't add up. The last
         // 2 ms are spun, not slept: a sleep would overshoot by up to its own granularity.
@@ -139,12 +141,22 @@ void PlaybackThread() {
     }
 }
 
-bool ApplyTrackerUpdate(const std::string& text) {
+bool ApplyTrackerUpdate(const std::string& text, std::string* why) {
     const std::vector<std::string> f = SplitString(text, ',');
-    if (f.size() < 8) return false;
+    const auto refuse = [why](std::string sentence) {
+        if (why) *why = std::move(sentence);
+        return false;
+    };
+    if (f.size() < 8) return refuse("updateTracker: needs eight fields");
     float speed = 0;
     int32_t loopMs = 0;
-    if (!ParseFloat(f[5], speed) || !ParseInt(f[7], loopMs)) return false;
+    if (!ParseFloat(f[5], speed) || !IsValidPlaybackSpeed(speed)) {
+        return refuse("updateTracker: the playback speed must be a number from 0.1 to 100, not \"" + f[5] + "\"");
+    }
+    if (!ParseInt(f[7], loopMs) || !IsValidLoopIntervalMs(loopMs)) {
+        return refuse("updateTracker: the loop interval must be a whole number of milliseconds from 0 to " +
+                      std::to_string(kMaxLoopIntervalMs) + ", not \"" + f[7] + "\"");
+    }
     bRecordMouseMovement = f[0] == "true";
     bRecordMouseClicks = f[1] == "true";
     bRecordMouseScroll = f[2] == "true";

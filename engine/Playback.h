@@ -23,4 +23,4 @@ void PlayMacroPass(const std::vector<UnifiedEvent>& events, const PlaybackClock&
 
 // "updateTracker": the five recording switches ("true" or not), speed, loop ("true" or not), loop pause
 // in ms. False, changing nothing, with fewer than eight fields or a number that isn't one.
-bool ApplyTrackerUpdate(const std::string& text);
+bool ApplyTrackerUpdate(const std::string& text, std::string* why = nullptr);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "core/Limits.h"
 #include "core/Numbers.h"
 #include "persist/Settings.h"
 
@@ -11,6 +12,21 @@ double ToolIntervalMs(int32_t hours, int32_t mins, int32_t secs, int32_t ms) {
     double total = hours * 3600000.0 + mins * 60000.0 + secs * 1000.0 + ms;
     if (total < 1.0) total = 1.0;
     return std::ceil(total);
+}
+
+std::string IntervalRefusal(const char* name, const int32_t* parts, int32_t repeatTimes) {
+    static const char* const kParts[] = {"hours", "minutes", "seconds", "milliseconds"};
+    for (int i = 0; i < 4; ++i) {
+        if (!IsValidIntervalPart(parts[i])) {
+            return std::string(name) + ": the " + kParts[i] + " must be a whole number from 0 to " +
+                   std::to_string(kMaxIntervalPart) + ", not " + std::to_string(parts[i]);
+        }
+    }
+    if (!IsValidRepeatTimes(repeatTimes)) {
+        return std::string(name) + ": the repeat count must be a whole number from 0 to " +
+               std::to_string(kMaxRepeatTimes) + ", not " + std::to_string(repeatTimes);
+    }
+    return "";
 }
 
 bool ParseDecimalFields(const std::string& text, int count, int32_t* out) {

@@ -14,6 +14,10 @@ double ToolIntervalMs(int32_t hours, int32_t mins, int32_t secs, int32_t ms);
 // False, with `out` untouched, when there are fewer fields or one of them isn't such a number in range.
 bool ParseDecimalFields(const std::string& text, int count, int32_t* out);
 
+// Checks a tool's interval parts (hours, minutes, seconds, milliseconds) and its repeat count against their
+// ranges. Empty when they hold; otherwise the refusal, "<name>: the hours must be ...".
+std::string IntervalRefusal(const char* name, const int32_t* parts, int32_t repeatTimes);
+
 // What a tool really did in its present run, or in its last one once it has stopped: the presses it made
 // (clicks for the Spammer, a double click being two; keys for the Key Spammer, a chord of three being three)
 // and the rate they came at, measured over the last half second or more. The tool's thread writes it, the

@@ -1,6 +1,7 @@
 #include "persist/AppSettings.h"
 
 #include <cstdio>
+#include <mutex>
 
 #include "core/AppState.h"
 #include "core/BindArgs.h"
@@ -258,9 +259,25 @@ std::string BindSetPanelOrder(const std::string& arg) {
     return "";
 }
 
-void SaveTrackerStatusToFile(const std::string& text) { WriteWholeFile(GetTrackerStatusFilePath(), text); }
+namespace {
+
+// The poll writes these two four times a second; companions read them, so they stay current, but an
+// unchanged text isn't written again.
+std::mutex g_OneLineFilesMutex;
+std::string g_LastStatusText;
+std::string g_LastMacroEventsText;
+
+}  // namespace
+
+void SaveTrackerStatusToFile(const std::string& text) {
+    std::lock_guard<std::mutex> lock(g_OneLineFilesMutex);
+    WriteFileIfChanged(GetTrackerStatusFilePath(), text, g_LastStatusText);
+}
 std::string LoadTrackerStatusFromFile() { return FirstLineOr(GetTrackerStatusFilePath(), kIdleTrackerStatus); }
 void SaveThemeToFile(const std::string& key) { WriteWholeFile(GetThemeFilePath(), key); }
 std::string LoadThemeFromFile() { return FirstLineOr(GetThemeFilePath(), "quorvane"); }
-void SaveMacroEventsToFile(const std::string& text) { WriteWholeFile(GetMacroEventsFilePath(), text); }
+void SaveMacroEventsToFile(const std::string& text) {
+    std::lock_guard<std::mutex> lock(g_OneLineFilesMutex);
+    WriteFileIfChanged(GetMacroEventsFilePath(), text, g_LastMacroEventsText);
+}
 std::string LoadMacroEventsFromFile() { return FirstLineOr(GetMacroEventsFilePath(), "[]"); }

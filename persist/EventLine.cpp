@@ -1,5 +1,6 @@
 #include "persist/EventLine.h"
 
+#include "core/Limits.h"
 #include "core/Numbers.h"
 
 namespace {
@@ -63,6 +64,7 @@ bool ParseEventLine(std::string_view line, UnifiedEvent& e, MissingScrollDelta m
     if (!ParseInt(field, r.type)) return false;
     reader.Next(field);
     if (!ParseDouble(field, r.time)) return false;
+    if (!IsValidEventTime(r.time)) r.time = 0;  // "nan", "inf", a negative time: the field's default, the rest kept
     reader.Next(field);
     if (!ParseLong(field, r.x)) return false;
     reader.Next(field);

@@ -2,11 +2,13 @@
 
 #include <chrono>
 #include <cstdio>
+#include <mutex>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 #include "core/AppState.h"
+#include "core/Notices.h"
 #include "core/Numbers.h"
 #include "persist/EventLine.h"
 #include "persist/Settings.h"
@@ -36,10 +38,10 @@ private:
 
 }  // namespace
 
-std::string BuildSessionText() {
-    std::string text = "SETTINGS:" + SerializeSettings() + "\n";
-    std::unique_lock<std::mutex> lock(profileMutex, std::try_to_lock);
-    if (!lock.owns_lock()) return "";
+namespace {
+
+// The "CURRENT:" line and every profile; the caller holds profileMutex.
+void AppendProfilesText(std::string& text) {
     size_t events = 0;
     for (const MacroProfile& p : profiles) events += p.events.size();
     text.reserve(text.size() + events * 32 + profiles.size() * 160);
@@ -54,22 +56,94 @@ std::string BuildSessionText() {
             text += '\n';
         }
     }
+}
+
+}  // namespace
+
+std::string BuildSessionText() {
+    std::string text = "SETTINGS:" + SerializeSettings() + "\n";
+    std::unique_lock<std::mutex> lock(profileMutex, std::try_to_lock);
+    if (!lock.owns_lock()) return "";
+    AppendProfilesText(text);
     return text;
 }
+
+namespace {
+
+// Guards the two below, and makes the autosave and the final save write one at a time.
+std::mutex g_SaveMutex;
+// What the last save that reached the disk wrote, so that an unchanged session isn't written again.
+std::string g_LastSavedText;
+// A file that could not be read whole and could not be set aside either: it is never written over.
+std::string g_HeldBackPath;
+
+bool WriteSessionText(const std::string& text) {
+    std::lock_guard<std::mutex> lock(g_SaveMutex);
+    const std::string path = GetSessionStateFilePath();
+    if (path == g_HeldBackPath) return false;
+    return WriteFileIfChanged(path, text, g_LastSavedText);
+}
+
+}  // namespace
 
 void SaveSessionState() {
     const std::string text = BuildSessionText();
     if (text.empty()) return;  // the recorder, the player or the tap holds the profiles: next time
-    WriteWholeFile(GetSessionStateFilePath(), text);
+    WriteSessionText(text);
+}
+
+bool SaveSessionStateAtExit(std::chrono::milliseconds patience) {
+    std::string text = "SETTINGS:" + SerializeSettings() + "\n";
+    // profileMutex is a plain mutex (the tap and the recorder hold it only briefly): retried every
+    // millisecond rather than waited on without an end.
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    std::unique_lock<std::mutex> lock(profileMutex, std::try_to_lock);
+    while (!lock.owns_lock()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            std::fprintf(stderr, "Quorvane: the profiles stayed busy for %lld ms at exit; the last save was skipped\n",
+                         static_cast<long long>(patience.count()));
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        lock.try_lock();
+    }
+    AppendProfilesText(text);
+    lock.unlock();
+    return WriteSessionText(text);
 }
 
 bool LoadSessionState() {
     const std::string path = GetSessionStateFilePath();
     if (!PlatformFileExists(path)) return false;
-    return LoadSessionStateFromText(ReadFile(path));
+    std::string text;
+    bool whole = false;
+    const bool loaded = ReadWholeFile(path, text) && LoadSessionStateFromText(text, &whole);
+    std::lock_guard<std::mutex> lock(g_SaveMutex);
+    if (whole) {
+        g_LastSavedText = WrittenFileKey(path, text);
+        return loaded;
+    }
+    const std::string aside = PlatformSetFileAside(path);
+    if (aside.empty()) {
+        g_HeldBackPath = path;
+        PostUserNotice("The session file " + path +
+                       " could not be read whole and could not be moved aside either. Quorvane leaves it "
+                       "untouched and will not save this session until it is moved or repaired.");
+    } else {
+        PostUserNotice(
+            std::string(loaded ? "Part of the session file could not be read" : "The session file could not be read") +
+            ", so Quorvane started from " + (loaded ? "the parts it could read" : "the defaults") +
+            ". The old file is kept unchanged as " + aside + ".");
+    }
+    std::fprintf(stderr, "Quorvane: the session file could not be read whole; %s\n",
+                 aside.empty() ? "it is left as it is and not saved over" : ("kept as " + aside).c_str());
+    return loaded;
 }
 
-bool LoadSessionStateFromText(const std::string& text) {
+bool LoadSessionStateFromText(const std::string& text, bool* readWhole) {
+    // Nothing is lost by an empty file; anything else must come through line by line.
+    bool whole = text.empty();
+    if (readWhole) *readWhole = whole;
     LineReader lines(text);
     std::string_view line;
     if (!lines.Next(line) || !StartsWith(line, "SETTINGS:")) return false;
@@ -81,19 +155,26 @@ bool LoadSessionStateFromText(const std::string& text) {
     }
 
     std::vector<MacroProfile> read;
+    bool dropped = false;
     while (lines.Next(line)) {
         if (line.empty()) continue;
         if (StartsWith(line, "PROFILE:")) {
             read.push_back(MacroProfile{std::string(line.substr(8)), "", {}});
         } else if (read.empty()) {
-            continue;
+            dropped = true;
         } else if (StartsWith(line, "PROFILESETTINGS:")) {
             read.back().settings = line.substr(16);
         } else {
             UnifiedEvent e;
-            if (ParseEventLine(line, e, MissingScrollDelta::RepeatLastField)) read.back().events.push_back(e);
+            if (ParseEventLine(line, e, MissingScrollDelta::RepeatLastField)) {
+                read.back().events.push_back(e);
+            } else {
+                dropped = true;
+            }
         }
     }
+    // Every save writes at least one profile: a file without one was cut short or isn't ours.
+    if (readWhole) *readWhole = !dropped && !read.empty();
     if (read.empty()) return false;
 
     std::lock_guard<std::mutex> lock(profileMutex);

@@ -3,6 +3,7 @@
 #include <initializer_list>
 
 #include "core/AppState.h"
+#include "core/Limits.h"
 #include "core/Numbers.h"
 
 namespace {
@@ -28,10 +29,19 @@ public:
         var = v;
         return true;
     }
-    bool Float(size_t i, PlainWord<float>& var) {
+    // A number that reads but lies outside its range is refused: the variable takes `fallback` (the
+    // field's default) and reading goes on, so one bad value costs only itself.
+    template <class Var>
+    bool Int(size_t i, Var& var, bool (*valid)(int64_t), int32_t fallback) {
+        int32_t v = 0;
+        if (!ParseInt(f_[i], v)) return false;
+        var = valid(v) ? v : fallback;
+        return true;
+    }
+    bool Speed(size_t i, PlainWord<float>& var) {
         float v = 0;
         if (!ParseFloat(f_[i], v)) return false;
-        var = v;
+        var = IsValidPlaybackSpeed(v) ? v : 1.0f;
         return true;
     }
     template <class Var>
@@ -153,19 +163,26 @@ void DeserializeSettings(const std::string& text) {
     GroupReader r(f);
 
     // Group A; field 21 is retired.
-    (void)(r.Int(0, autoClickIntervalHours) && r.Int(1, autoClickIntervalMins) && r.Int(2, autoClickIntervalSecs) &&
-           r.Int(3, autoClickIntervalMs) && r.Int(4, autoClickerButtonIdx) && r.Int(5, autoClickClickType) &&
-           r.Int(6, autoClickRepeatMode) && r.Int(7, autoClickRepeatTimes) && r.Int(8, autoClickLocationMode) &&
+    (void)(r.Int(0, autoClickIntervalHours, IsValidIntervalPart, 0) &&
+           r.Int(1, autoClickIntervalMins, IsValidIntervalPart, 0) &&
+           r.Int(2, autoClickIntervalSecs, IsValidIntervalPart, 0) &&
+           r.Int(3, autoClickIntervalMs, IsValidIntervalPart, 5) && r.Int(4, autoClickerButtonIdx) &&
+           r.Int(5, autoClickClickType) && r.Int(6, autoClickRepeatMode) &&
+           r.Int(7, autoClickRepeatTimes, IsValidRepeatTimes, 10) && r.Int(8, autoClickLocationMode) &&
            r.Int(9, autoClickFixedX) && r.Int(10, autoClickFixedY) && r.Flag(11, bRecordMouseMovement) &&
            r.Flag(12, bRecordMouseClicks) && r.Flag(13, bRecordMouseScroll) && r.Flag(14, bRecordKeyboard) &&
-           r.Flag(15, bUseRelativeMouse) && r.Float(16, fPlaybackSpeed) && r.Flag(17, bLoopSequence) &&
-           r.Int(18, iLoopIntervalMs) && r.Int(19, vkRecord) && r.Int(20, vkPlay) && r.Int(22, vkAutoClicker));
+           r.Flag(15, bUseRelativeMouse) && r.Speed(16, fPlaybackSpeed) && r.Flag(17, bLoopSequence) &&
+           r.Int(18, iLoopIntervalMs, IsValidLoopIntervalMs, 500) && r.Int(19, vkRecord) && r.Int(20, vkPlay) &&
+           r.Int(22, vkAutoClicker));
 
     // Group B: the Key Spammer, from the 31-field shape on.
     if (f.size() >= 31) {
-        (void)(r.Int(23, keySpamIntervalHours) && r.Int(24, keySpamIntervalMins) && r.Int(25, keySpamIntervalSecs) &&
-               r.Int(26, keySpamIntervalMs) && r.Int(27, keySpamRepeatMode) && r.Int(28, keySpamRepeatTimes) &&
-               r.Int(29, vkKeySpamHotkey) && r.Int(30, vkKeySpamTarget));
+        (void)(r.Int(23, keySpamIntervalHours, IsValidIntervalPart, 0) &&
+               r.Int(24, keySpamIntervalMins, IsValidIntervalPart, 0) &&
+               r.Int(25, keySpamIntervalSecs, IsValidIntervalPart, 0) &&
+               r.Int(26, keySpamIntervalMs, IsValidIntervalPart, 5) && r.Int(27, keySpamRepeatMode) &&
+               r.Int(28, keySpamRepeatTimes, IsValidRepeatTimes, 10) && r.Int(29, vkKeySpamHotkey) &&
+               r.Int(30, vkKeySpamTarget));
     }
 
     // Group C: the target list and chord mode, from the 33-field shape on; before it the one target.
@@ -189,13 +206,18 @@ void DeserializeProfileSettings(const std::string& text) {
     const std::vector<std::string> f = SplitString(text, ',');
     if (f.size() < 18) return;
     GroupReader r(f);
-    const bool complete =
-        r.Int(0, autoClickIntervalHours) && r.Int(1, autoClickIntervalMins) && r.Int(2, autoClickIntervalSecs) &&
-        r.Int(3, autoClickIntervalMs) && r.Int(4, autoClickerButtonIdx) && r.Int(5, autoClickClickType) &&
-        r.Int(6, autoClickRepeatMode) && r.Int(7, autoClickRepeatTimes) && r.Int(8, autoClickLocationMode) &&
-        r.Int(9, autoClickFixedX) && r.Int(10, autoClickFixedY) && r.Int(11, keySpamIntervalHours) &&
-        r.Int(12, keySpamIntervalMins) && r.Int(13, keySpamIntervalSecs) && r.Int(14, keySpamIntervalMs) &&
-        r.Int(15, keySpamRepeatMode) && r.Int(16, keySpamRepeatTimes) && r.Int(17, vkKeySpamTarget);
+    const bool complete = r.Int(0, autoClickIntervalHours, IsValidIntervalPart, 0) &&
+                          r.Int(1, autoClickIntervalMins, IsValidIntervalPart, 0) &&
+                          r.Int(2, autoClickIntervalSecs, IsValidIntervalPart, 0) &&
+                          r.Int(3, autoClickIntervalMs, IsValidIntervalPart, 5) && r.Int(4, autoClickerButtonIdx) &&
+                          r.Int(5, autoClickClickType) && r.Int(6, autoClickRepeatMode) &&
+                          r.Int(7, autoClickRepeatTimes, IsValidRepeatTimes, 10) && r.Int(8, autoClickLocationMode) &&
+                          r.Int(9, autoClickFixedX) && r.Int(10, autoClickFixedY) &&
+                          r.Int(11, keySpamIntervalHours, IsValidIntervalPart, 0) &&
+                          r.Int(12, keySpamIntervalMins, IsValidIntervalPart, 0) &&
+                          r.Int(13, keySpamIntervalSecs, IsValidIntervalPart, 0) &&
+                          r.Int(14, keySpamIntervalMs, IsValidIntervalPart, 5) && r.Int(15, keySpamRepeatMode) &&
+                          r.Int(16, keySpamRepeatTimes, IsValidRepeatTimes, 10) && r.Int(17, vkKeySpamTarget);
     if (!complete) return;
     if (f.size() >= 20) {
         DeserializeKeySpamTargetList(f[18]);

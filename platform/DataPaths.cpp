@@ -23,11 +23,23 @@ std::string ReadFile(const std::string& path) {
     return ReadWholeFile(path, text) ? text : "";
 }
 
-void WriteWholeFile(const std::string& path, const std::string& text) {
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    if (!f) return;
-    std::fwrite(text.data(), 1, text.size(), f);
-    std::fclose(f);
+std::string WrittenFileKey(const std::string& path, const std::string& text) {
+    std::string key;
+    key.reserve(path.size() + 1 + text.size());
+    key += path;
+    key += '\0';  // no path holds one
+    key += text;
+    return key;
+}
+
+bool WriteFileIfChanged(const std::string& path, const std::string& text, std::string& lastWritten) {
+    const bool same = lastWritten.size() == path.size() + 1 + text.size() &&
+                      lastWritten.compare(0, path.size(), path) == 0 && lastWritten[path.size()] == '\0' &&
+                      lastWritten.compare(path.size() + 1, std::string::npos, text) == 0;
+    if (same && PlatformFileExists(path)) return true;
+    if (!WriteWholeFile(path, text)) return false;
+    lastWritten = WrittenFileKey(path, text);
+    return true;
 }
 
 std::string GetAppSettingsFilePath() { return PlatformDataDir() + "/appsettings.txt"; }

@@ -8,14 +8,17 @@
 // Computed once; safe from any thread.
 const std::string& PlatformDataDir();
 
-// The folder that holds the pages ("ui/", "boot/"); "." when there is none.
+// The folder that holds the pages ("ui/", "boot/"), beside the executable; empty when there is none (the
+// working folder is never tried).
 std::string PlatformResourceDir();
 
 // The folder for temporary files, ending in the path separator.
 std::string PlatformTempDir();
 
 bool PlatformFileExists(const std::string& path);
-bool PlatformCopyFile(const std::string& from, const std::string& to);  // data only
+// Copies the data only, through a temporary file renamed over `to`: a copy that fails part-way leaves the
+// old `to` as it was.
+bool PlatformCopyFile(const std::string& from, const std::string& to);
 bool PlatformDeleteFile(const std::string& path);
 const char* PlatformPathSeparator();
 
@@ -25,8 +28,22 @@ std::string ReadFile(const std::string& path);
 // The same, telling a file that can't be read (false) from an empty one.
 bool ReadWholeFile(const std::string& path, std::string& out);
 
-// Writes the text straight to the final name, truncating it; a file that can't be opened is skipped.
-void WriteWholeFile(const std::string& path, const std::string& text);
+// Writes the text to a temporary file in the same folder, flushes it to disk and renames it over `path`:
+// whatever happens meanwhile (a kill, a full disk), `path` holds either its old text or the new one, never a
+// part. False when the new text could not be put in place; the old file is then untouched.
+bool WriteWholeFile(const std::string& path, const std::string& text);
+
+// WriteWholeFile, skipped when this path was last given this text and the file is still there.
+// `lastWritten` is the caller's memory of it (WrittenFileKey of the last write that succeeded).
+bool WriteFileIfChanged(const std::string& path, const std::string& text, std::string& lastWritten);
+std::string WrittenFileKey(const std::string& path, const std::string& text);
+
+// Renames `path` aside to "<path>.unreadable-<UTC time>", with a number added if that name is taken, and
+// returns the new path; empty when the rename failed.
+std::string PlatformSetFileAside(const std::string& path);
+
+// Removes the temporary files that a write cut short by a kill left in `dir`.
+void PlatformRemoveStaleTempFiles(const std::string& dir);
 
 // Fixed files of the data folder.
 std::string GetAppSettingsFilePath();

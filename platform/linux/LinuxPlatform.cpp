@@ -1,5 +1,6 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <pwd.h>
@@ -10,9 +11,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 #include "platform/Platform.h"
 #include "platform/Window.h"
@@ -72,7 +75,8 @@ std::string PlatformResourceDir() {
         struct stat st {};
         if (stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return dir;
     }
-    return ".";
+    // Never the working folder: whatever page sits there would get the bindings of the running app.
+    return "";
 }
 
 std::string PlatformTempDir() {
@@ -87,27 +91,113 @@ std::string PlatformTempDir() {
 
 bool PlatformFileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
+namespace {
+
+std::atomic<unsigned> g_TempFileCounter{0};
+
+// ".<name>.<pid>-<n>.tmp" beside the target: a rename within one folder is one step, and the pid lets the
+// start-up sweep tell a live writer's file from a dead one's.
+std::string TempPathFor(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    return dir + "." + name + "." + std::to_string(getpid()) + "-" + std::to_string(++g_TempFileCounter) + ".tmp";
+}
+
+bool WriteAll(int fd, const char* data, size_t size) {
+    while (size > 0) {
+        const ssize_t n = write(fd, data, size);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += n;
+        size -= static_cast<size_t>(n);
+    }
+    return true;
+}
+
+void SyncFolderOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string dir = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    const int fd = open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return;
+    fsync(fd);  // the rename itself on disk; a failure here leaves the new file in place all the same
+    close(fd);
+}
+
+// Fills a fresh temporary file beside `path` through `fill`, flushes it and renames it over `path`.
+template <class Fill>
+bool ReplaceFile(const std::string& path, Fill fill) {
+    const std::string tmp = TempPathFor(path);
+    const int fd = open(tmp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);  // the umask applies
+    if (fd < 0) return false;
+    struct stat old {};
+    if (stat(path.c_str(), &old) == 0) fchmod(fd, old.st_mode & 07777);  // a replaced file keeps its mode
+    bool ok = fill(fd) && fsync(fd) == 0;
+    if (close(fd) != 0) ok = false;
+    if (ok) ok = rename(tmp.c_str(), path.c_str()) == 0;
+    if (!ok) {
+        unlink(tmp.c_str());
+        return false;
+    }
+    SyncFolderOf(path);
+    return true;
+}
+
+}  // namespace
+
+bool WriteWholeFile(const std::string& path, const std::string& text) {
+    return ReplaceFile(path, [&text](int fd) { return WriteAll(fd, text.data(), text.size()); });
+}
+
 bool PlatformCopyFile(const std::string& from, const std::string& to) {
     const int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
     if (in < 0) return false;
-    const int out = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (out < 0) {
-        close(in);
-        return false;
-    }
-    bool ok = true;
-    for (;;) {
-        const ssize_t n = sendfile(out, in, nullptr, 1 << 20);
-        if (n == 0) break;
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            ok = false;
-            break;
+    const bool ok = ReplaceFile(to, [in](int out) {
+        for (;;) {
+            const ssize_t n = sendfile(out, in, nullptr, 1 << 20);
+            if (n == 0) return true;
+            if (n < 0 && errno != EINTR) return false;
         }
-    }
+    });
     close(in);
-    if (close(out) != 0) ok = false;
     return ok;
+}
+
+std::string PlatformSetFileAside(const std::string& path) {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&now, &utc);
+    char stamp[32];
+    std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%SZ", &utc);
+    const std::string base = path + ".unreadable-" + stamp;
+    for (int n = 1; n < 1000; ++n) {
+        const std::string aside = n == 1 ? base : base + "-" + std::to_string(n);
+        // A hard link never replaces an existing name; the old name goes only once the new one holds the data.
+        if (link(path.c_str(), aside.c_str()) == 0) {
+            unlink(path.c_str());
+            SyncFolderOf(path);
+            return aside;
+        }
+        if (errno != EEXIST) break;
+    }
+    return "";
+}
+
+void PlatformRemoveStaleTempFiles(const std::string& dir) {
+    DIR* d = opendir(dir.c_str());
+    if (!d) return;
+    while (const dirent* entry = readdir(d)) {
+        const std::string name = entry->d_name;
+        if (name.size() < 6 || name[0] != '.' || name.compare(name.size() - 4, 4, ".tmp") != 0) continue;
+        const size_t dot = name.rfind('.', name.size() - 5);
+        if (dot == std::string::npos) continue;
+        const int pid = std::atoi(name.c_str() + dot + 1);
+        if (pid <= 0 || name.find('-', dot) == std::string::npos) continue;
+        if (kill(pid, 0) != 0 && errno == ESRCH) unlinkat(dirfd(d), name.c_str(), 0);
+    }
+    closedir(d);
 }
 
 bool PlatformDeleteFile(const std::string& path) { return unlink(path.c_str()) == 0; }
@@ -197,15 +287,7 @@ void PlatformApplyLaunchOnStartup(bool on) {
         mkdir(dir.substr(0, slash).c_str(), 0755);
     }
     mkdir(dir.c_str(), 0755);  // an existing folder keeps its mode
-    const std::string tmp = path + ".tmp";
-    std::FILE* f = std::fopen(tmp.c_str(), "wb");
-    if (!f) return;
-    const bool ok = std::fwrite(entry.data(), 1, entry.size(), f) == entry.size();
-    if (std::fclose(f) == 0 && ok) {
-        rename(tmp.c_str(), path.c_str());
-    } else {
-        unlink(tmp.c_str());
-    }
+    WriteWholeFile(path, entry);
 }
 
 bool PlatformChildHasExited(int pid) {

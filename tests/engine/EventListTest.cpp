@@ -89,10 +89,22 @@ TEST_F(EventListTest, EditsRewriteTheFile) {
     BindUpdateEventTime("[\"1,2.5\"]");  // out of range: nothing changes, the file is rewritten
     EXPECT_EQ(profiles[0].events[0].time, 1);
     EXPECT_EQ(LoadMacroEventsFromFile(), BuildMacroEventsJson());
-    BindUpdateEventTime("[\"0,-2.5\"]");
-    EXPECT_EQ(profiles[0].events[0].time, -2.5);
+    BindUpdateEventTime("[\"0,2.5\"]");
+    EXPECT_EQ(profiles[0].events[0].time, 2.5);
     BindUpdateEventTime("[\"0,1,2\"]");
-    EXPECT_EQ(profiles[0].events[0].time, -2.5);
+    EXPECT_EQ(profiles[0].events[0].time, 2.5);
+    // A time before the start, or one that isn't a number, is refused with the range.
+    for (const char* bad : {"-2.5", "nan", "inf"}) {
+        try {
+            BindUpdateEventTime(std::string("[\"0,") + bad + "\"]");
+            ADD_FAILURE() << bad;
+        } catch (const BindError& e) {
+            EXPECT_EQ(std::string(e.what()), std::string("updateEventTime: the time must be a number of seconds from 0 "
+                                                         "to 1000000000, not \"") +
+                                                 bad + "\"");
+        }
+    }
+    EXPECT_EQ(profiles[0].events[0].time, 2.5);
     EXPECT_THROW(BindUpdateEventTime("[\"0,soon\"]"), BindError);
     EXPECT_THROW(BindDeleteEvent("[\"first\"]"), BindError);
     BindDeleteEvent("[3]");

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cmath>
 #include <thread>
 
 #include "core/AppState.h"
@@ -113,6 +114,31 @@ TEST_F(PlaybackTest, TrackerUpdate) {
     EXPECT_FALSE(ApplyTrackerUpdate("true,true,true,true,true,1,false"));
     EXPECT_FALSE(ApplyTrackerUpdate("true,true,true,true,true,fast,false,0"));
     EXPECT_EQ(fPlaybackSpeed, 2.5f);  // a refused update changes nothing
+
+    // Numbers that aren't, or lie outside their range, are refused with the field's range, not stored.
+    for (const char* speed : {"nan", "inf", "-inf", "0", "-1", "0.05", "101", "1e39"}) {
+        std::string why;
+        EXPECT_FALSE(ApplyTrackerUpdate(std::string("true,true,true,true,true,") + speed + ",false,0", &why)) << speed;
+        EXPECT_EQ(why, std::string("updateTracker: the playback speed must be a number from 0.1 to 100, not \"") +
+                           speed + "\"");
+    }
+    std::string why;
+    EXPECT_FALSE(ApplyTrackerUpdate("true,true,true,true,true,1,true,-1", &why));
+    EXPECT_EQ(why,
+              "updateTracker: the loop interval must be a whole number of milliseconds from 0 to 86400000, not "
+              "\"-1\"");
+    EXPECT_EQ(fPlaybackSpeed, 2.5f);
+    EXPECT_EQ(iLoopIntervalMs, 250);
+    EXPECT_TRUE(ApplyTrackerUpdate("true,true,true,true,true,0.1,true,86400000"));
+}
+
+TEST_F(PlaybackTest, ATimeThatIsNotANumberPlaysAtOnceInsteadOfWaitingForever) {
+    const double nan = std::nan("");
+    const auto calls = Play({Key(65, true, 0.5), Key(66, true, nan), Key(67, true, 0.6)});
+    ASSERT_EQ(calls.size(), 3u);
+    EXPECT_EQ(calls[1], "key 66 down @500");  // with the event before it
+    fPlaybackSpeed = 0.0f;                    // only reachable through a fault elsewhere, and still no hang
+    EXPECT_EQ(Play({Key(65, true, 0.5)}).size(), 1u);
 }
 
 TEST(PlaybackThreadTest, RunsLoopsAndEndsWithTheTools) {

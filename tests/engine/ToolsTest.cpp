@@ -67,6 +67,27 @@ TEST(ToolSettingsTest, UpdatesApplyWholeOrNotAtAll) {
         EXPECT_FALSE(ApplyKeySpamUpdate(bad)) << bad;
         EXPECT_EQ(keySpamIntervalMs, 50) << bad;
     }
+
+    // Negative or oversized parts and counts are refused with the field's range, changing nothing.
+    const struct {
+        bool spammer;
+        const char* text;
+        const char* why;
+    } refused[] = {
+        {true, "0,-5,0,9,0,0,1,5,0", "updateSpammer: the minutes must be a whole number from 0 to 1000000, not -5"},
+        {true, "0,0,0,9,0,0,1,-1,0",
+         "updateSpammer: the repeat count must be a whole number from 0 to 1000000000, not -1"},
+        {false, "2147483647,0,0,9,1,3",
+         "updateKeySpam: the hours must be a whole number from 0 to 1000000, not 2147483647"},
+        {false, "0,0,0,9", "updateKeySpam: needs six whole numbers"},
+    };
+    for (const auto& r : refused) {
+        std::string why;
+        EXPECT_FALSE(r.spammer ? ApplySpammerUpdate(r.text, &why) : ApplyKeySpamUpdate(r.text, &why)) << r.text;
+        EXPECT_EQ(why, r.why);
+    }
+    EXPECT_EQ(autoClickIntervalMins, 2);
+    EXPECT_EQ(keySpamIntervalHours, 0);
 }
 
 // ---------------------------------------------------------------------------------------------------------

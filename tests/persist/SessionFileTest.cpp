@@ -1,4 +1,5 @@
 // The session file on disk: what a save writes, what a load keeps, and the autosave thread.
+#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -6,6 +7,7 @@
 #include <thread>
 
 #include "core/AppState.h"
+#include "core/Notices.h"
 #include "engine/Recorder.h"
 #include "persist/SessionFile.h"
 #include "persist/Settings.h"
@@ -166,6 +168,87 @@ TEST_F(SessionFileTest, AutosaveEveryFiveSecondsAndNotAfterStopping) {
     autosave.join();
     EXPECT_LT(std::chrono::steady_clock::now() - stopAt, std::chrono::milliseconds(500));
     g_AppRunning = true;
+}
+
+// The set-aside copies of the session file in `dir`.
+std::vector<std::string> AsideCopies(const std::string& dir) {
+    std::vector<std::string> found;
+    DIR* d = opendir(dir.c_str());
+    while (const dirent* e = readdir(d)) {
+        const std::string n = e->d_name;
+        if (n.rfind("session.dat.unreadable-", 0) == 0) found.push_back(dir + "/" + n);
+    }
+    closedir(d);
+    return found;
+}
+
+TEST_F(SessionFileTest, AFileThatDoesNotReadWholeIsSetAsideNeverSavedOver) {
+    // Not a session at all, a session cut short before its first profile, and one whose lines partly
+    // don't read: each is kept byte for byte beside the new file, and the page hears once where it is.
+    const std::string cutShort = kSettings + "CURRENT:0\n";
+    const std::string partly = kSettings + "CURRENT:0\nPROFILE:Farm\n3,0.5,0,0,0,65,1,0\n3,0.6,0,0,0,x\n";
+    for (const std::string& text : {std::string("\x89PNG\r\n garbage"), cutShort, partly}) {
+        ResetAppState();
+        TakeUserNotices();
+        TempDir folder;
+        g_SessionStateFilePath = folder.path() + "/session.dat";
+        Write(text);
+        const bool loaded = LoadSessionState();
+        EXPECT_EQ(loaded, text == partly);
+        const std::vector<std::string> aside = AsideCopies(folder.path());
+        ASSERT_EQ(aside.size(), 1u);
+        EXPECT_EQ(ReadFile(aside[0]), text);
+
+        const std::vector<std::string> notices = TakeUserNotices();
+        ASSERT_EQ(notices.size(), 1u);
+        EXPECT_NE(notices[0].find(aside[0]), std::string::npos) << notices[0];
+        EXPECT_TRUE(TakeUserNotices().empty());
+
+        SaveSessionState();
+        EXPECT_EQ(ReadFile(aside[0]), text);
+        ResetAppState();
+        ASSERT_TRUE(LoadSessionState());  // the new file reads whole: nothing more is set aside
+        EXPECT_EQ(AsideCopies(folder.path()).size(), 1u);
+        if (text == partly) {
+            EXPECT_EQ(profiles.back().events.size(), 1u);
+        }
+    }
+
+    // An empty file, and a good one, are read in place.
+    for (const std::string& text : {std::string(), kSettings + "CURRENT:0\nPROFILE:A\n"}) {
+        TempDir folder;
+        g_SessionStateFilePath = folder.path() + "/session.dat";
+        Write(text);
+        LoadSessionState();
+        EXPECT_TRUE(AsideCopies(folder.path()).empty());
+        EXPECT_TRUE(TakeUserNotices().empty());
+    }
+}
+
+TEST_F(SessionFileTest, TheSaveAtExitWaitsForTheProfilesWithinItsPatience) {
+    profiles[0].events = {Key(0, 65)};
+    std::atomic<bool> holding{false};
+    std::thread recorder([&holding] {
+        std::lock_guard<std::mutex> lock(profileMutex);
+        holding = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        profiles[0].events.push_back(Key(1, 66));  // the last event of a recording, appended at the end
+    });
+    while (!holding) std::this_thread::yield();
+    EXPECT_TRUE(SaveSessionStateAtExit(std::chrono::seconds(2)));
+    recorder.join();
+    EXPECT_NE(Saved().find("3,1,0,0,0,66,1,0\n"), std::string::npos);
+
+    // A lock that stays busy: the save gives up after its patience and writes nothing.
+    Write("old");
+    std::lock_guard<std::mutex> busy(profileMutex);
+    const auto start = std::chrono::steady_clock::now();
+    bool saved = true;
+    std::thread exiting([&saved] { saved = SaveSessionStateAtExit(std::chrono::milliseconds(200)); });
+    exiting.join();
+    EXPECT_FALSE(saved);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+    EXPECT_EQ(Saved(), "old");
 }
 
 }  // namespace

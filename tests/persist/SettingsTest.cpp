@@ -165,4 +165,29 @@ TEST(EventLineTest, ShortAndBrokenLines) {
     }
 }
 
+TEST_F(SettingsTest, ANumberOutsideItsRangeTakesItsDefaultAndCostsNothingElse) {
+    // Speed nan, a negative interval part, a negative repeat count, a negative loop interval; every other
+    // field around them, in both groups, is still read.
+    DeserializeSettings("1,-2,3,77,1,1,0,-9,1,100,200,0,1,0,1,1,nan,1,-450,65,66,0,67,4,5,-6,7,0,-8,68,69,69,1,1,0,72");
+    EXPECT_EQ(SerializeSettings(),
+              "1,0,3,77,1,1,0,10,1,100,200,0,1,0,1,1,1,1,500,65,66,0,67,4,5,0,7,0,10,68,69,69,1,1,0,72");
+    for (const char* speed : {"inf", "-inf", "0", "1e30", "-2"}) {
+        ResetAppState();
+        fPlaybackSpeed = 3.0f;
+        DeserializeSettings(std::string("0,0,0,5,0,0,1,10,0,0,0,1,1,1,1,0,") + speed +
+                            ",0,500,119,118,0,117,0,0,0,5,1,10,120,32,32,0,0,0,121");
+        EXPECT_EQ(fPlaybackSpeed, 1.0f) << speed;
+    }
+    DeserializeProfileSettings("-1,2,3,4,1,1,0,-7,1,50,60,1,2,3,-4,0,-9,65,65|66,1");
+    EXPECT_EQ(SerializeProfileSettings(), "0,2,3,4,1,1,0,10,1,50,60,1,2,3,5,0,10,65,65|66,1");
+
+    // An event time that isn't a number, or is negative, becomes 0; the event is kept.
+    for (const char* line : {"3,nan,0,0,0,65,1,0", "3,inf,0,0,0,65,1,0", "3,-1,0,0,0,65,1,0"}) {
+        UnifiedEvent e;
+        ASSERT_TRUE(ParseEventLine(line, e, MissingScrollDelta::Zero)) << line;
+        EXPECT_EQ(e.time, 0.0) << line;
+        EXPECT_EQ(e.vk, 65);
+    }
+}
+
 }  // namespace

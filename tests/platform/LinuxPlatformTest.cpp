@@ -1,9 +1,11 @@
 // The data folder, the instance lock, process identity and the small file helpers, on the real system.
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 
@@ -118,7 +120,9 @@ TEST(FilesTest, ReadCopyDelete) {
     EXPECT_TRUE(PlatformCopyFile(a, b));
     EXPECT_EQ(ReadFile(b), bytes);
     EXPECT_FALSE(PlatformCopyFile(tmp.path() + "/missing", b));
-    EXPECT_EQ(ReadFile(b), bytes);  // a failed copy leaves the target alone
+    EXPECT_EQ(ReadFile(b), bytes);                  // a failed copy leaves the target alone
+    EXPECT_FALSE(PlatformCopyFile(tmp.path(), b));  // opens, then fails at the first read: still untouched
+    EXPECT_EQ(ReadFile(b), bytes);
     EXPECT_TRUE(PlatformFileExists(b));
     EXPECT_TRUE(PlatformDeleteFile(b));
     EXPECT_FALSE(PlatformFileExists(b));
@@ -130,6 +134,79 @@ TEST(FilesTest, ReadCopyDelete) {
     EXPECT_EQ(PlatformTempDir(), "/tmp/");
     unsetenv("TMPDIR");
     EXPECT_EQ(PlatformTempDir(), "/tmp/");
+}
+
+// Names in a folder, "." and ".." left out, sorted.
+std::vector<std::string> Listing(const std::string& dir) {
+    std::vector<std::string> names;
+    DIR* d = opendir(dir.c_str());
+    while (const dirent* e = readdir(d)) {
+        if (std::string(e->d_name) != "." && std::string(e->d_name) != "..") names.emplace_back(e->d_name);
+    }
+    closedir(d);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST(FilesTest, WritesReplaceTheFileInOneStepAndKeepItsMode) {
+    TempDir tmp;
+    const std::string path = tmp.path() + "/settings.txt";
+    ASSERT_TRUE(WriteWholeFile(path, "first"));
+    chmod(path.c_str(), 0640);
+    ASSERT_TRUE(WriteWholeFile(path, "second, longer"));
+    EXPECT_EQ(ReadFile(path), "second, longer");
+    EXPECT_EQ(ModeOf(path), 0640u);
+    EXPECT_EQ(Listing(tmp.path()), std::vector<std::string>{"settings.txt"});  // no temporary file stays
+
+    // A folder in the way of the rename: false, and nothing left behind.
+    mkdir((tmp.path() + "/taken").c_str(), 0700);
+    EXPECT_FALSE(WriteWholeFile(tmp.path() + "/taken", "x"));
+    EXPECT_FALSE(WriteWholeFile(tmp.path() + "/missing/x.txt", "x"));
+    EXPECT_EQ(Listing(tmp.path()), (std::vector<std::string>{"settings.txt", "taken"}));
+
+    // Unchanged text isn't written again, but a file deleted meanwhile is.
+    std::string last;
+    ASSERT_TRUE(WriteFileIfChanged(path, "poll", last));
+    WriteFile(path, "changed by hand");
+    ASSERT_TRUE(WriteFileIfChanged(path, "poll", last));
+    EXPECT_EQ(ReadFile(path), "changed by hand");
+    ASSERT_TRUE(WriteFileIfChanged(tmp.path() + "/other.txt", "poll", last));  // same text, other file
+    EXPECT_EQ(ReadFile(tmp.path() + "/other.txt"), "poll");
+    unlink(path.c_str());
+    ASSERT_TRUE(WriteFileIfChanged(tmp.path() + "/other.txt", "poll", last));
+    unlink((tmp.path() + "/other.txt").c_str());
+    ASSERT_TRUE(WriteFileIfChanged(tmp.path() + "/other.txt", "poll", last));
+    EXPECT_EQ(ReadFile(tmp.path() + "/other.txt"), "poll");
+}
+
+TEST(FilesTest, SetAsideKeepsEveryEarlierCopyAndSweepTakesOnlyDeadWritersFiles) {
+    TempDir tmp;
+    const std::string path = tmp.path() + "/session.dat";
+    WriteFile(path, "one");
+    const std::string first = PlatformSetFileAside(path);
+    WriteFile(path, "two");
+    const std::string second = PlatformSetFileAside(path);
+    ASSERT_FALSE(first.empty());
+    ASSERT_FALSE(second.empty());
+    EXPECT_NE(first, second);  // the same second gets a numbered name, not the first copy's
+    EXPECT_EQ(first.rfind(path + ".unreadable-", 0), 0u);
+    EXPECT_EQ(ReadFile(first), "one");
+    EXPECT_EQ(ReadFile(second), "two");
+    EXPECT_FALSE(PlatformFileExists(path));
+    EXPECT_EQ(PlatformSetFileAside(path), "");
+
+    const pid_t dead = fork();
+    if (dead == 0) _exit(0);
+    waitpid(dead, nullptr, 0);
+    const std::string mine = "." + std::string("session.dat.") + std::to_string(getpid()) + "-3.tmp";
+    const std::string theirs = ".session.dat." + std::to_string(dead) + "-1.tmp";
+    WriteFile(tmp.path() + "/" + mine, "a live writer's");
+    WriteFile(tmp.path() + "/" + theirs, "cut short");
+    WriteFile(tmp.path() + "/.hidden.tmp", "not ours");
+    PlatformRemoveStaleTempFiles(tmp.path());
+    EXPECT_TRUE(PlatformFileExists(tmp.path() + "/" + mine));
+    EXPECT_FALSE(PlatformFileExists(tmp.path() + "/" + theirs));
+    EXPECT_TRUE(PlatformFileExists(tmp.path() + "/.hidden.tmp"));
 }
 
 }  // namespace

@@ -57,7 +57,7 @@ test('each tool control sends its binding with the argument text the native side
   await set(page, '#sp-h', -3);
   assert.equal(await last(page, 'updateSpammer'), '0,0,1,250,1,1,0,7,1');
   await set(page, '#sp-h', 99999999999);
-  assert.equal(await last(page, 'updateSpammer'), '2147483647,0,1,250,1,1,0,7,1');
+  assert.equal(await last(page, 'updateSpammer'), '1000000,0,1,250,1,1,0,7,1');
 
   await set(page, '#ks-m', 2);
   await set(page, '#ks-ms', 5);
@@ -81,6 +81,42 @@ test('each tool control sends its binding with the argument text the native side
     'reassignKey:auto', 'reassignKey:keyspamtarget']) {
     assert.ok(seen.includes(expected), expected + ' in ' + seen.join(' '));
   }
+  assert.deepEqual(page.errors, []);
+});
+
+test('number fields: the range is shown, a corrected value is marked and said, a start of no rounds says why', async () => {
+  const notice = 'The session file could not be read, so Quorvane started from the defaults. The old file is kept '
+    + 'unchanged as /home/u/.local/share/Quorvane/session.dat.unreadable-20260101-120000Z.';
+  const page = await h.open({ table: h.docs({ takeNotices: [notice] }), extra: ['takeNotices'] });
+  // What the native side had to say before the page was up comes once, in the page's own dialog.
+  await page.waitForSelector('#ask-dialog[open]');
+  assert.equal(await page.textContent('#ask-text'), notice);
+  await page.click('#ask-ok');
+  assert.equal((await h.calls(page, 'takeNotices')).length, 1);
+
+  assert.equal(await page.getAttribute('#sp-h', 'title'), 'From 0 to 1,000,000');
+  assert.equal(await page.getAttribute('#tr-speed', 'max'), '100');
+  await set(page, '#sp-h', 99999999999);
+  await toastSays(page, /Hours between clicks: "99999999999" is outside 0 to 1,000,000 \(whole numbers\), so it is now 1,000,000\./);
+  assert.equal(await page.getAttribute('#sp-h', 'aria-invalid'), 'true');
+  assert.equal(await page.$eval('#sp-h', (i) => i.classList.contains('corrected')), true);
+  await set(page, '#sp-ms', '');
+  await toastSays(page, /"empty" is outside 0 to 1,000,000 \(whole numbers\), so it is now 0\./);
+  await set(page, '#sp-s', 2.7);
+  assert.equal(await last(page, 'updateSpammer'), '1000000,0,3,0,0,0,1,10,0');
+  await set(page, '#sp-m', 4);  // a value in range is taken as typed, unmarked
+  assert.equal(await page.getAttribute('#sp-m', 'aria-invalid'), null);
+  await set(page, '#tr-speed', 500);
+  await toastSays(page, /Playback speed: "500" is outside 0.1 to 100, so it is now 100\./);
+  assert.match(await last(page, 'updateTracker'), /,100,false,0$/);
+
+  await page.click('#sp-times');
+  await set(page, '#sp-times', 0);
+  await h.clearCalls(page);
+  await page.click('#sp-start');
+  await toastSays(page, /The Spammer is set to run 0 times, so Start and its hotkey do nothing/);
+  assert.deepEqual(await h.calls(page, 'startSpammer'), []);
+  await page.screenshot({ path: path.join(artifacts, 'number-fields.png') });
   assert.deepEqual(page.errors, []);
 });
 

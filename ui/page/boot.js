@@ -29,6 +29,14 @@
     poll();
     await Q.profiles.checkPending();
     await Q.settings.checkPendingAlert();
+    await showNotices();
+  }
+
+  // What the native side had to tell before the page was up (a session file it set aside): once each.
+  async function showNotices() {
+    const notices = await Q.call('takeNotices');
+    if (!Array.isArray(notices)) return;
+    for (const text of notices) await Q.tell('Your data is safe', String(text));
   }
 
   boot().catch((e) => {

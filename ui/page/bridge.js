@@ -39,6 +39,44 @@ var Q = (function () {
     return Number.isFinite(n) && n >= 0 ? Math.min(n, 2147483647) : fallback;
   };
 
+  // A number field's accepted range, kept on the field itself: shown as its tooltip and to assistive
+  // tools, and used by Q.settle. The native side refuses anything outside it.
+  Q.range = function (input, min, max, { step = 1, fallback = min } = {}) {
+    input.min = min;
+    input.max = max;
+    input.step = step;
+    input.dataset.fallback = fallback;
+    const text = min.toLocaleString('en-US') + ' to ' + max.toLocaleString('en-US');
+    input.title = 'From ' + text;
+    input.setAttribute('aria-description', 'accepts ' + text);
+  };
+
+  // Puts a field's typed value into its range when the user leaves it. A value that had to change is
+  // marked on the field and said in a message: what was typed, the range, what it became.
+  Q.settle = function (input) {
+    const min = Number(input.min), max = Number(input.max), step = Number(input.step) || 1;
+    const typed = input.value.trim();
+    const n = Number(typed);
+    let value;
+    if (typed === '' || !Number.isFinite(n)) value = Number(input.dataset.fallback);
+    else value = Math.min(max, Math.max(min, step === 1 ? Math.round(n) : Math.round(n / step) * step));
+    value = Number(value.toFixed(2));
+    const changed = typed === '' || value !== n;
+    input.value = value;
+    input.classList.toggle('corrected', changed);
+    if (changed) {
+      input.setAttribute('aria-invalid', 'true');
+      const name = input.getAttribute('aria-label') || input.closest('label')?.textContent.trim() || 'This field';
+      Q.toast(name + ': "' + (typed || 'empty') + '" is outside ' + min.toLocaleString('en-US') + ' to '
+        + max.toLocaleString('en-US') + (step === 1 ? ' (whole numbers)' : '') + ', so it is now '
+        + value.toLocaleString('en-US') + '.', 'error');
+      setTimeout(() => { input.classList.remove('corrected'); input.removeAttribute('aria-invalid'); }, 4000);
+    } else {
+      input.removeAttribute('aria-invalid');
+    }
+    return value;
+  };
+
   Q.debounce = function (fn, ms) {
     let timer = 0;
     const run = (...args) => { clearTimeout(timer); timer = setTimeout(() => fn(...args), ms); };

@@ -31,10 +31,12 @@ Q.tools = (function () {
 
   function wire(panelId, send) {
     const panel = $(panelId);
+    panel.querySelectorAll('.interval input').forEach((input) => Q.range(input, 0, 1000000));
+    Q.range(panel.querySelector('.times'), 0, 1000000000);
     panel.querySelectorAll('.interval input, .times').forEach((input) => {
       input.addEventListener('input', () => send());
       input.addEventListener('change', () => {
-        input.value = Q.int(input);
+        Q.settle(input);
         send.now();
       });
     });
@@ -130,7 +132,17 @@ Q.tools = (function () {
     }
   }
 
+  // A counted run of 0 rounds does nothing at all: said, rather than a Start (or a hotkey) that seems dead.
+  function noRounds(prefix, what) {
+    if (radio(prefix + '-rpt').value !== '0' || Q.int($(prefix + '-times')) > 0) return false;
+    Q.toast(what + ' is set to run 0 times, so Start and its hotkey do nothing. Set a count above 0, or choose '
+      + '"until stopped".', 'error');
+    $(prefix + '-times').focus();
+    return true;
+  }
+
   async function startSpammer() {
+    if (noRounds('sp', 'The Spammer')) return;
     if (intervalMs('sp') < 10) {
       const go = await Q.warnOnce('spammer-fast', {
         title: 'Clicking very fast',
@@ -220,6 +232,7 @@ Q.tools = (function () {
     $('sp-start').addEventListener('click', startSpammer);
     $('sp-stop').addEventListener('click', () => Q.call('stopSpammer'));
     $('ks-start').addEventListener('click', () => {
+      if (noRounds('ks', 'The Key Spammer')) return;
       sendKeySpam.now();
       started('ks');
       return Q.call('startKeySpam');

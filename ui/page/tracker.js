@@ -14,7 +14,7 @@ Q.tracker = (function () {
   function speed() {
     const v = Number($('tr-speed').value);
     // A speed of 0 would never reach the first event.
-    return Number.isFinite(v) ? Math.min(10, Math.max(0.1, Math.round(v * 100) / 100)) : 1;
+    return Number.isFinite(v) ? Math.min(100, Math.max(0.1, Math.round(v * 100) / 100)) : 1;
   }
   // five recording switches, speed, loop, loop interval
   function trackerText() {
@@ -180,10 +180,14 @@ Q.tracker = (function () {
       $('tr-loop-ms').disabled = !$('tr-loop').checked;
       send.now();
     }));
+    $('tr-speed').setAttribute('aria-label', 'Playback speed');
+    $('tr-loop-ms').setAttribute('aria-label', 'Milliseconds between loops');
+    Q.range($('tr-speed'), 0.1, 100, { step: 0.01, fallback: 1 });
+    Q.range($('tr-loop-ms'), 0, 86400000);
     ['tr-speed', 'tr-loop-ms'].forEach((id) => {
       $(id).addEventListener('input', () => send());
       $(id).addEventListener('change', () => {
-        $(id).value = id === 'tr-speed' ? speed() : Q.int($(id));
+        Q.settle($(id));
         send.now();
       });
     });
