@@ -37,6 +37,21 @@ CommandLine ParseCommandLine(int argc, const char* const* argv) {
             return cl;
         }
     }
+    static const char kScanMacro[] = "--scan-macro";
+    for (int i = 1; i < argc; ++i) {
+        if (!StartsWith(argv[i], kScanMacro)) continue;
+        const char* rest = argv[i] + std::strlen(kScanMacro);
+        if (*rest == '=') {
+            cl.mode = RunMode::ScanMacro;
+            cl.scanMacroPath = rest + 1;
+            return cl;
+        }
+        if (*rest == '\0') {
+            cl.mode = RunMode::ScanMacro;
+            cl.scanMacroPath = i + 1 < argc ? argv[i + 1] : "";
+            return cl;
+        }
+    }
     if (argc > 1 && std::strcmp(argv[1], "--timeline") == 0) {
         cl.mode = RunMode::Timeline;
         cl.timelineMasterPid = argc > 2 ? ToInt(argv[2]) : 0;

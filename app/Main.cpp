@@ -4,6 +4,7 @@
 #include "app/Master.h"
 #include "core/AppState.h"
 #include "macro/MacroImport.h"
+#include "macro/MacroScanCheck.h"
 #include "platform/Platform.h"
 #include "update/Update.h"
 
@@ -26,6 +27,13 @@ int main(int argc, char** argv) {
             std::printf("%s", report.c_str());
             std::printf(pass ? "SELFTEST: ALL PASS\n" : "SELFTEST: FAILURES ABOVE\n");
             return pass ? 0 : 1;
+        }
+        case RunMode::ScanMacro: {
+            // Before anything of the desktop: this mode runs without a display.
+            std::string report;
+            const int status = MacroScanCheck(cl.scanMacroPath, report);
+            std::fputs(report.c_str(), stdout);
+            return status;
         }
         case RunMode::Timeline:
             std::fprintf(stderr, "Quorvane: the Timeline Editor is not part of this build\n");

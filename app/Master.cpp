@@ -1,6 +1,8 @@
 #include "app/Master.h"
 
+#include <atomic>
 #include <cstdio>
+#include <memory>
 
 #include "app/BootPage.h"
 #include "app/OpenedFiles.h"
@@ -87,9 +89,21 @@ int RunMaster(const std::vector<std::string>& files) {
         }
         // The window shows as soon as it exists: a SIGTERM from then on must end the app cleanly. A quit
         // that comes before run() is queued on the window's loop and ends it as soon as it starts.
-        PlatformInstallQuitHandler([&w] { w.terminate(); });
+        // Any quit ends an open message box or file chooser as a cancel first: their wait would hold it up.
+        PlatformInstallQuitHandler([&w] {
+            w.terminate();
+            PlatformCloseOpenDialogs();  // and wakes the loop, which then sees the terminate
+        });
         g_MasterWindow = w.window();
-        g_MasterEvalFn.Set([&w](const std::string& script) { w.dispatch([&w, script] { w.eval(script); }); });
+        // False once the window is destroyed (its close button) or the loop has ended: a script queued
+        // before that is dropped rather than run against a web view that is going away.
+        auto viewAlive = std::make_shared<std::atomic<bool>>(true);
+        g_MasterEvalFn.Set([&w, viewAlive](const std::string& script) {
+            if (!*viewAlive) return;
+            w.dispatch([&w, script, viewAlive] {
+                if (*viewAlive) w.eval(script);
+            });
+        });
         w.set_title(kWindowTitle);
         w.set_size(420, 560, SizeHint::None);
         w.init(kDocumentStartScript);
@@ -111,17 +125,24 @@ int RunMaster(const std::vector<std::string>& files) {
         } else {
             PlatformBringToFront(window);
         }
-        PlatformInstallLifecycleHooks(window, SaveGeometry);
+        PlatformInstallLifecycleHooks(window, SaveGeometry, [viewAlive] {
+            *viewAlive = false;
+            g_MasterWindow = nullptr;  // the placement was saved on the close request; nothing reads it now
+        });
         PlatformInstallSessionLockHook(InputTapOnSessionLocked);
-        PlatformInstallWindowShortcuts(window, [&w] { w.terminate(); });
+        PlatformInstallWindowShortcuts(window, [&w] {
+            w.terminate();
+            PlatformCloseOpenDialogs();  // and wakes the loop, which then sees the terminate
+        });
         PlatformInstallFileDrop(window, HandleDroppedFiles);
         InstallFileOpenHandler(HandleOpenedFiles);
         StartUpdateCheckThread();
 
         w.run();
 
+        *viewAlive = false;
         CancelUpdates();
-        SaveGeometry();
+        SaveGeometry();  // only while the window exists: a closed one saved its placement as it closed
         PlatformInstallQuitHandler(nullptr);
         g_MasterEvalFn.Clear();
         g_MasterWindow = nullptr;

@@ -1,21 +1,38 @@
 // The macro scanner and reader at size: 1,000,000 key events.
 //   bench_macro              timings
 //   bench_macro --report F   the scan of macro file F as JSON (a diagnostic)
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <functional>
 #include <string>
 
 #include "macro/MacroFile.h"
 #include "macro/MacroScan.h"
+#include "macro/MacroScanTools.h"
 
 namespace {
 
+// Processor time of this thread: on a shared machine, wall time mostly measures the other processes.
+double CpuNow() {
+    timespec ts{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
+}
+
 double Seconds(const std::function<void()>& fn) {
-    const auto t = std::chrono::steady_clock::now();
+    const double t = CpuNow();
     fn();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t).count();
+    return CpuNow() - t;
+}
+
+// The best of three runs: the machine is shared, and the figure asked for is the scan's own.
+double Best(const std::function<void()>& fn) {
+    double best = Seconds(fn);
+    for (int i = 0; i < 2; ++i) best = std::min(best, Seconds(fn));
+    return best;
 }
 
 UnifiedEvent Key(int vk, bool down, double t) { return UnifiedEvent{EventKey, t, 0, 0, 0, vk, down, 0}; }
@@ -55,13 +72,27 @@ int main(int argc, char** argv) {
 
     const std::vector<UnifiedEvent> typing = Typing(500000);  // a press and a release each
     MacroScanResult result;
-    const double scan = Seconds([&] { result = ScanMacroEvents(typing); });
+    const double scan = Best([&] { result = ScanMacroEvents(typing); });
 
-    // The worst case the attempt bound allows: every key starts a pattern that never completes.
-    std::vector<UnifiedEvent> worst;
-    for (int i = 0; i < 1000000; ++i) worst.push_back(Key('A', true, i));
-    worst.insert(worst.begin(), Key(17, true, 0));
-    const double scanWorst = Seconds([&] { ScanMacroEvents(worst); });
+    // Windowed patterns whose every attempt would see the whole list: Ctrl held, then C (a copy waiting
+    // for its paste) and L (an address bar waiting for typing and Enter) pressed over and over at time 0.
+    std::vector<UnifiedEvent> windowed = {Key(17, true, 0)};
+    for (int i = 1; i < 1000000; ++i) windowed.push_back(Key(i % 2 ? 'C' : 'L', true, 0));
+    MacroScanResult windowedResult;
+    const double scanWindowed = Best([&] { windowedResult = ScanMacroEvents(windowed); });
+
+    // The Key Spammer at its busiest: a chord of 256 keys every millisecond, kept going by a macro key every
+    // 10 ms, until the followed presses run out; the rest of the million events are presses of Ctrl+C.
+    std::string list = "67";
+    for (int i = 1; i < 256; ++i) list += "|67";
+    MacroProfile tools{"Tools", "0,0,0,5,0,0,1,10,0,0,0,0,0,0,1,1,0,32," + list + ",1", {}};
+    tools.events.push_back(UnifiedEvent{EventToolToggle, 0, 0, 0, 0, 2, true, 0});
+    tools.events.push_back(Key(17, true, 0));
+    for (int i = 0; static_cast<int>(tools.events.size()) < 1000000; ++i) {
+        tools.events.push_back(Key('C', true, i < 100000 ? i * 0.01 : 1000));
+    }
+    MacroScanResult toolsResult;
+    const double scanTools = Best([&] { toolsResult = ScanMacroProfile(tools); });
 
     MacroProfile profile{"Big", "", typing};
     const std::string text = MacroFileText(profile);
@@ -70,7 +101,14 @@ int main(int argc, char** argv) {
 
     std::printf("ScanMacroEvents, 1,000,000 key events of typing with shortcuts: %.3f s (level %s, %zu findings)\n",
                 scan, result.level.c_str(), result.matches.size());
-    std::printf("ScanMacroEvents, 1,000,000 Ctrl+A that never complete (worst case): %.3f s\n", scanWorst);
+    std::printf(
+        "ScanMacroEvents, 1,000,000 presses of Ctrl+C / Ctrl+L at one moment (windowed worst case): %.3f s "
+        "(level %s)\n",
+        scanWindowed, windowedResult.level.c_str());
+    std::printf(
+        "ScanMacroProfile, 1,000,000 events with the Key Spammer at its busiest: %.3f s (level %s, %zu "
+        "findings)\n",
+        scanTools, toolsResult.level.c_str(), toolsResult.matches.size());
     std::printf("ParseMacroText, %zu events (%.1f MB): %.3f s\n", back.events.size(),
                 static_cast<double>(text.size()) / 1e6, parse);
     return 0;

@@ -12,9 +12,11 @@
 inline constexpr size_t kIpcMessageLimit = 512;
 
 // The socket's path for a data folder and a user: dataDir + "/ipc.sock" when shorter than 104 bytes (the
-// smallest socket address of the platforms we build for), else "/tmp/qvn-<uid>-<hash of dataDir>.sock";
-// empty when even that is too long. Every process of one build computes the same path.
-std::string IpcSocketPath(const std::string& dataDir, unsigned uid);
+// smallest socket address of the platforms we build for), else "<runtimeDir>/qvn-<uid>-<hash of dataDir>.sock"
+// in the user's private runtime folder (never a shared one, where another user could take the name first);
+// empty when there is no such folder or even that path is too long. Every process of one build computes the
+// same path.
+std::string IpcSocketPath(const std::string& dataDir, unsigned uid, const std::string& runtimeDir);
 
 // One received message: split at the first "|" (the payload may hold more), "timelineAck" to the
 // editor's acknowledgement, anything else to HandleIpcCommand. Without a "|", or at the size limit or

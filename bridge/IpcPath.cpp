@@ -3,10 +3,12 @@
 
 #include "bridge/Ipc.h"
 
-std::string IpcSocketPath(const std::string& dataDir, unsigned uid) {
+std::string IpcSocketPath(const std::string& dataDir, unsigned uid, const std::string& runtimeDir) {
     constexpr size_t kAddressRoom = 104;
     std::string path = dataDir + "/ipc.sock";
     if (path.size() < kAddressRoom) return path;
-    path = "/tmp/qvn-" + std::to_string(uid) + "-" + std::to_string(std::hash<std::string>{}(dataDir)) + ".sock";
+    if (runtimeDir.empty()) return "";
+    path =
+        runtimeDir + "/qvn-" + std::to_string(uid) + "-" + std::to_string(std::hash<std::string>{}(dataDir)) + ".sock";
     return path.size() < kAddressRoom ? path : "";
 }

@@ -6,6 +6,7 @@
 #include "core/BindArgs.h"
 #include "core/Numbers.h"
 #include "macro/MacroFile.h"
+#include "macro/MacroScanTools.h"
 #include "persist/Settings.h"
 #include "platform/Dialogs.h"
 #include "platform/Platform.h"
@@ -18,6 +19,12 @@ namespace {
 constexpr const char* kMcrRefused =
     ".mcr files are no longer supported. Re-export that profile as .qvnmacro from whatever version of Quorvane "
     "created it, then import that instead.";
+
+}  // namespace
+
+std::string McrRefusal() { return kMcrRefused; }
+
+namespace {
 
 std::string ErrorDocument(const std::string& message) {
     return "{\"outcome\":\"error\",\"message\":" + JsonEscapeForBind(message) + "}";
@@ -76,7 +83,7 @@ void CommitMacroImport(MacroProfile profile) {
 
 MacroImportOutcome ScanAndStageMacroImport(MacroProfile profile) {
     MacroImportOutcome outcome;
-    outcome.scan = ScanMacroEvents(profile.events);
+    outcome.scan = ScanMacroProfile(profile);  // its events and the Key Spammer they start
     if (outcome.scan.matches.empty()) {
         CommitMacroImport(std::move(profile));
         outcome.imported = true;

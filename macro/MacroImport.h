@@ -32,6 +32,9 @@ MacroImportOutcome ScanAndStageMacroImport(MacroProfile profile);
 // which also become the live setup. Takes profileMutex.
 void CommitMacroImport(MacroProfile profile);
 
+// The sentence that refuses a file of the old ".mcr" format.
+std::string McrRefusal();
+
 std::string GenerateRandomHexId(size_t length);
 std::string DedupeProfileName(const std::vector<MacroProfile>& profiles, const std::string& name);
 std::string PendingMacroImportToJson(const std::string& id, const MacroScanResult& scan);

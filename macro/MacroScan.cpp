@@ -1,33 +1,46 @@
 #include "macro/MacroScan.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 
 #include "core/Numbers.h"
 
 namespace MacroScan {
 
+double FireTime(double previous, double time) {
+    if (!std::isfinite(time)) return previous;
+    return time > previous ? time : previous;
+}
+
+void TrackModifier(HeldMods& held, int vk, bool down) {
+    // Left and right share a family: releasing either clears it.
+    switch (vk) {
+        case 16:
+        case 160:
+        case 161: held.shift = down; break;
+        case 17:
+        case 162:
+        case 163: held.ctrl = down; break;
+        case 18:
+        case 164:
+        case 165: held.alt = down; break;
+        case 91:
+        case 92: held.win = down; break;
+        default: break;
+    }
+}
+
 std::vector<KeyEv> BuildKeyList(const std::vector<UnifiedEvent>& events) {
     std::vector<KeyEv> keys;
     keys.reserve(events.size());
     HeldMods held;
+    double at = 0;
     for (const UnifiedEvent& e : events) {
+        at = FireTime(at, e.time);  // every event, keys or not, holds playback up until its time
         if (e.type != EventKey) continue;
-        if (e.down) keys.push_back(KeyEv{&e, held});
-        // Left and right share a family: releasing either clears it.
-        switch (e.vk) {
-            case 16:
-            case 160:
-            case 161: held.shift = e.down; break;
-            case 17:
-            case 162:
-            case 163: held.ctrl = e.down; break;
-            case 18:
-            case 164:
-            case 165: held.alt = e.down; break;
-            case 91:
-            case 92: held.win = e.down; break;
-            default: break;
-        }
+        if (e.down) keys.push_back(KeyEv{&e, held, at, e.vk});
+        TrackModifier(held, e.vk, e.down);
     }
     return keys;
 }
@@ -36,39 +49,62 @@ SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>&
                         double windowSec) {
     const size_t n = keys.size();
     if (n == 0 || steps.empty()) return {};
-    size_t i = 0;
-    int failed = 0;
-    while (i < n && failed < 500) {
-        if (!steps[0](*keys[i].event, keys[i].held)) {
-            ++i;
-            continue;
-        }
-        const double anchor = keys[i].event->time;
-        ++i;
+    if (!bounded) {
+        // Matching the later steps greedily finds a subsequence whenever one exists, and the keys after any
+        // later anchor are a part of the keys searched from the first: only the first attempt can succeed.
+        size_t i = 0;
+        while (i < n && !steps[0](keys[i])) ++i;
+        if (i == n) return {};
         size_t k = 1;
-        for (size_t j = i; j < n && k < steps.size(); ++j) {
-            if (bounded && keys[j].event->time - anchor > windowSec) break;
-            if (steps[k](*keys[j].event, keys[j].held)) ++k;
+        for (size_t j = i + 1; j < n && k < steps.size(); ++j) {
+            if (steps[k](keys[j])) ++k;
         }
-        if (k == steps.size()) return {true, anchor};
-        // Matching the later steps greedily finds a subsequence whenever one exists. Without a window, the
-        // keys after any later anchor are a part of the keys just searched, so no later attempt can succeed.
-        if (!bounded) return {};
-        ++failed;  // the next attempt starts just after this anchor, so attempts overlap
+        if (k == steps.size()) return {true, keys[i].at};
+        return {};
+    }
+
+    // Attempts overlap (each failed one resumes just after its anchor), and on a macro whose keys all fall in
+    // one window each would walk the rest of the list. But the times never decrease, so the greedy match of
+    // the later steps from an anchor ends on the same key whether the window cuts the walk or not; the
+    // window only decides whether that key is near enough. And each step's greedy place only moves on as
+    // the anchor does, so one cursor per step, never going back, serves every attempt.
+    const size_t later = steps.size() - 1;
+    std::vector<size_t> place(steps.size(), 0);  // place[s]: where step s was last found, or n
+    std::vector<bool> known(steps.size(), false);
+    const auto next = [&](size_t s, size_t from) {
+        if (known[s] && place[s] >= from) return place[s];
+        size_t j = from;
+        while (j < n && !steps[s](keys[j])) ++j;
+        known[s] = true;
+        place[s] = j;
+        return j;
+    };
+    int failed = 0;
+    for (size_t i = 0; i < n && failed < 500; ++i) {
+        if (!steps[0](keys[i])) continue;
+        const double anchor = keys[i].at;
+        size_t end = i;
+        for (size_t s = 1; s <= later && end < n; ++s) end = next(s, end + 1);
+        if (end >= n) return {};  // no later anchor can complete either
+        if (!(keys[end].at - anchor > windowSec)) return {true, anchor};
+        ++failed;
     }
     return {};
 }
 
 SeqResult MatchRepeat(const std::vector<KeyEv>& keys, const Step& step, int count, double windowSec) {
     if (keys.empty() || count <= 0) return {};
-    std::vector<double> times;
-    for (const KeyEv& k : keys) {
-        if (step(*k.event, k.held)) times.push_back(k.event->time);
-    }
+    // The last `count` times that passed, as a ring: the first run of them within the window is the match.
     const size_t c = static_cast<size_t>(count);
-    if (times.size() < c) return {};
-    for (size_t s = 0; s + c - 1 < times.size(); ++s) {
-        if (times[s + c - 1] - times[s] <= windowSec) return {true, times[s]};
+    std::vector<double> ring(c);
+    size_t seen = 0;
+    for (const KeyEv& k : keys) {
+        if (!step(k)) continue;
+        ring[seen % c] = k.at;
+        ++seen;
+        if (seen < c) continue;
+        const double first = ring[seen % c];
+        if (k.at - first <= windowSec) return {true, first};
     }
     return {};
 }
@@ -76,7 +112,7 @@ SeqResult MatchRepeat(const std::vector<KeyEv>& keys, const Step& step, int coun
 Step Step::Combo(HeldMods want, int vk) {
     Step s;
     s.kind_ = Kind::Combo;
-    s.want_ = want;
+    s.want_ = Bits(want);
     s.vk_ = vk;
     return s;
 }
@@ -104,10 +140,7 @@ Step Combo(std::vector<ModFamily> mods, int vk) {
 Step AnyOf(std::vector<Step> steps) { return Step::AnyOf(std::move(steps)); }
 
 bool TypingOnce(const UnifiedEvent& event, const HeldMods& held) {
-    if (held.ctrl || held.alt || held.win) return false;
-    const int vk = event.vk;
-    return vk == 32 || (vk >= 48 && vk <= 57) || (vk >= 65 && vk <= 90) || (vk >= 96 && vk <= 105) ||
-           (vk >= 186 && vk <= 192) || (vk >= 219 && vk <= 223);
+    return !held.ctrl && !held.alt && !held.win && Step::IsTypingKey(event.vk);
 }
 
 bool WinTap(const UnifiedEvent& event, const HeldMods& held) {
@@ -116,19 +149,18 @@ bool WinTap(const UnifiedEvent& event, const HeldMods& held) {
 
 const std::map<std::string, std::set<std::string>>& Suppresses() {
     static const std::map<std::string, std::set<std::string>> kSuppresses = {
-        {"copy-paste-send", {"copy-paste"}},
-        {"run-command", {"system-keys"}},
-        {"start-launch", {"system-keys"}},
+        {"console-command", {"console-typing"}}, {"copy-paste-send", {"copy-paste"}},
+        {"run-command", {"system-keys"}},        {"run-dialog", {"command-box"}},
+        {"start-launch", {"system-keys"}},       {"terminal-command", {"command-box"}},
     };
     return kSuppresses;
 }
 
 }  // namespace MacroScan
 
-MacroScanResult ScanMacroEvents(const std::vector<UnifiedEvent>& events) {
-    using namespace MacroScan;
-    const std::vector<KeyEv> keys = BuildKeyList(events);
+namespace MacroScan {
 
+MacroScanResult ScanKeyList(const std::vector<KeyEv>& keys) {
     std::map<std::string, MacroScanMatch> found;  // one per scenario: its earliest place
     for (const Scenario& s : Scenarios()) {
         const SeqResult r = s.match(keys);
@@ -141,6 +173,11 @@ MacroScanResult ScanMacroEvents(const std::vector<UnifiedEvent>& events) {
 
     MacroScanResult result;
     for (auto& [id, m] : found) result.matches.push_back(std::move(m));
+    RankFindings(result);
+    return result;
+}
+
+void RankFindings(MacroScanResult& result) {
     std::stable_sort(result.matches.begin(), result.matches.end(),
                      [](const MacroScanMatch& a, const MacroScanMatch& b) {
                          const bool aDanger = a.severity == "DANGER";
@@ -155,7 +192,12 @@ MacroScanResult ScanMacroEvents(const std::vector<UnifiedEvent>& events) {
                                         [](const MacroScanMatch& m) { return m.severity == "DANGER"; });
         result.level = danger ? "danger" : "caution";
     }
-    return result;
+}
+
+}  // namespace MacroScan
+
+MacroScanResult ScanMacroEvents(const std::vector<UnifiedEvent>& events) {
+    return MacroScan::ScanKeyList(MacroScan::BuildKeyList(events));
 }
 
 std::string MacroScanResultToJson(const MacroScanResult& result) {

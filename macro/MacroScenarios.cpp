@@ -1,5 +1,7 @@
-// What the scanner looks for. The shortcuts are the Windows desktop's on every platform: macro files also
-// come from the Windows build, and it is the keys in the file that are judged.
+// What the scanner looks for. The first sixteen are the Windows desktop's shortcuts, judged on every
+// platform: macro files also come from the Windows build, and it is the keys in the file that are judged.
+// Behind them come the ways of the Linux desktops to a command line (the README has the table of
+// shortcuts, desktops and levels).
 #include "macro/MacroScan.h"
 
 namespace MacroScan {
@@ -7,6 +9,7 @@ namespace MacroScan {
 namespace {
 
 constexpr int kEnter = 13, kBackspace = 8, kTab = 9, kEsc = 27, kPrintScreen = 44, kDelete = 46, kF4 = 115, kF6 = 117;
+constexpr int kSpace = 32, kF1 = 112, kF2 = 113, kF3 = 114, kF12 = 123;
 constexpr ModFamily Ctrl = ModFamily::Ctrl, Alt = ModFamily::Alt, Shift = ModFamily::Shift, Win = ModFamily::Win;
 
 Step Typing() { return TypingOnce; }
@@ -27,28 +30,29 @@ SeqResult AdminApprove(const std::vector<KeyEv>& keys) {
 SeqResult TypeAndSend(const std::vector<KeyEv>& keys) {
     // The last eight typed keys, as a ring; the first time the eighth comes within 5 s of the first, that
     // is the burst. Stopping there gives what a list of every typed key would give, without building it.
+    const Step typing = Typing();
     size_t ring[8];
     size_t typed = 0;
     size_t burstFirst = 0, burstLast = 0;
     bool found = false;
     for (size_t i = 0; i < keys.size() && !found; ++i) {
-        if (!TypingOnce(*keys[i].event, keys[i].held)) continue;
+        if (!typing(keys[i])) continue;
         ring[typed % 8] = i;
         ++typed;
         if (typed < 8) continue;
         const size_t first = ring[typed % 8];  // seven typed keys before this one
-        if (keys[i].event->time - keys[first].event->time <= 5.0) {
+        if (keys[i].at - keys[first].at <= 5.0) {
             burstFirst = first;
             burstLast = i;
             found = true;
         }
     }
     if (!found) return {};
-    const double start = keys[burstFirst].event->time;
+    const double start = keys[burstFirst].at;
     const Step enter = Combo({}, kEnter);
     for (size_t j = burstLast + 1; j < keys.size(); ++j) {
-        if (keys[j].event->time - start > 10.0) return {};
-        if (enter(*keys[j].event, keys[j].held)) return {true, start};
+        if (keys[j].at - start > 10.0) return {};
+        if (enter(keys[j])) return {true, start};
     }
     return {};
 }
@@ -56,11 +60,16 @@ SeqResult TypeAndSend(const std::vector<KeyEv>& keys) {
 // Any key but a modifier pressed while Win is down: the catch-all under the Run and Start patterns.
 SeqResult SystemKeys(const std::vector<KeyEv>& keys) {
     for (const KeyEv& k : keys) {
-        const int vk = k.event->vk;
+        const int vk = k.vk;
         const bool modifier = vk == 16 || vk == 17 || vk == 18 || vk == 91 || vk == 92 || (vk >= 160 && vk <= 165);
-        if (k.held.win && !modifier) return {true, k.event->time};
+        if (k.held.win && !modifier) return {true, k.at};
     }
     return {};
+}
+
+// Ctrl+Alt with one of F1 to F12: the X server's switch to a text console.
+bool ConsoleSwitch(const UnifiedEvent& e, const HeldMods& h) {
+    return h.ctrl && h.alt && !h.shift && !h.win && e.vk >= kF1 && e.vk <= kF12;
 }
 
 }  // namespace
@@ -135,6 +144,50 @@ const std::vector<Scenario>& Scenarios() {
          "Switches between your open windows, so its keys and clicks may land somewhere unexpected.",
          [](const std::vector<KeyEv>& k) { return MatchRepeat(k, Combo({Alt}, kTab), 3, 10); }},
         {"system-keys", "CAUTION", "Uses Windows shortcuts", "Uses Windows system shortcuts.", SystemKeys},
+
+        // The Linux desktops.
+        {"run-dialog", "DANGER", "Opens the run dialog and executes",
+         "Opens the desktop's Run dialog (Alt+F2), types something and presses Enter. This can start programs or "
+         "run commands on your computer.",
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(k, {Combo({Alt}, kF2), Typing(), Combo({}, kEnter)});
+         }},
+        {"terminal-command", "DANGER", "Opens a terminal and runs a command",
+         "Opens a terminal (Ctrl+Alt+T), types something and presses Enter. This can run any command on your "
+         "computer.",
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(k, {Combo({Ctrl, Alt}, 'T'), Typing(), Combo({}, kEnter)});
+         }},
+        {"launcher-run", "DANGER", "Opens a launcher and executes",
+         "Opens a launcher (Alt+Space, Alt+F1 or Alt+F3), types something and presses Enter. Launchers such as "
+         "KRunner can start programs or run commands on your computer.",
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(
+                 k, {AnyOf({Combo({Alt}, kSpace), Combo({Alt}, kF1), Combo({Alt}, kF3)}), Typing(), Combo({}, kEnter)});
+         }},
+        {"console-command", "DANGER", "Types a command at a text console",
+         "Switches to a text console (Ctrl+Alt+F1 to F12), types something and presses Enter. There it can log in "
+         "or run commands outside the desktop.",
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(k, {ConsoleSwitch, Typing(), Combo({}, kEnter)});
+         }},
+        {"console-typing", "CAUTION", "Types at a text console",
+         "Switches to a text console (Ctrl+Alt+F1 to F12) and types there, outside the desktop and its windows.",
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(k, {ConsoleSwitch, Typing()});
+         }},
+        {"command-box", "CAUTION", "Opens a command box",
+         "Opens the desktop's Run dialog (Alt+F2) or a terminal (Ctrl+Alt+T), where keys typed later can run "
+         "commands.",
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(k, {AnyOf({Combo({Alt}, kF2), Combo({Ctrl, Alt}, 'T')})});
+         }},
+        {"end-session", "CAUTION", "Ends the desktop session",
+         "Presses Ctrl+Alt+Backspace, which ends the whole desktop session where it is enabled. Every program "
+         "closes without saving.",
+         [](const std::vector<KeyEv>& k) {
+             return Unbounded(k, {Combo({Ctrl, Alt}, kBackspace)});
+         }},
     };
     return s;
 }

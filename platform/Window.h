@@ -21,8 +21,11 @@ void PlatformMinimize(void* window);
 // Raises the window and gives it the focus.
 void PlatformBringToFront(void* window);
 
-// onGeometryChanged after the window moved or was resized (once it settles) and when it is about to close.
-void PlatformInstallLifecycleHooks(void* window, std::function<void()> onGeometryChanged);
+// onGeometryChanged after the window moved or was resized (once it settles) and when it is about to close,
+// while it still exists. onDestroyed once the toolkit destroys it (its close button, Ctrl+W): from then on
+// nothing may use the window or its web view; the hooks themselves let go of it first.
+void PlatformInstallLifecycleHooks(void* window, std::function<void()> onGeometryChanged,
+                                   std::function<void()> onDestroyed = nullptr);
 
 // onLocked when the screen locks or the session is switched away (the desktop's screen saver and the login
 // manager say so over D-Bus). Callbacks come on the UI thread.
@@ -45,3 +48,7 @@ void PlatformOpenUrl(const std::string& url);
 
 // A modal message box titled "Quorvane" with one OK button.
 void PlatformShowAlert(const std::string& text);
+
+// Closes an open message box or file chooser as if the user had cancelled it, so that a quit isn't held up
+// by their wait for the user. Call on the UI thread.
+void PlatformCloseOpenDialogs();

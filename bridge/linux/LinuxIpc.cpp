@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -25,7 +26,19 @@ std::atomic<bool> g_IpcRunning{false};
 std::atomic<bool> g_IpcAvailable{false};
 void (*g_IpcHandler)(std::string_view) = nullptr;
 
-std::string SocketPath() { return IpcSocketPath(PlatformDataDir(), static_cast<unsigned>(getuid())); }
+// XDG_RUNTIME_DIR when it is what it should be: an absolute path to a folder of ours that no one else may
+// enter (0700). Anything else counts as none.
+std::string PrivateRuntimeDir() {
+    const char* dir = std::getenv("XDG_RUNTIME_DIR");
+    if (!dir || dir[0] != '/') return "";
+    struct stat st {};
+    if (lstat(dir, &st) != 0 || !S_ISDIR(st.st_mode) || st.st_uid != getuid() || (st.st_mode & 077) != 0) return "";
+    return dir;
+}
+
+std::string SocketPath() {
+    return IpcSocketPath(PlatformDataDir(), static_cast<unsigned>(getuid()), PrivateRuntimeDir());
+}
 
 bool FillAddress(sockaddr_un& addr) {
     std::memset(&addr, 0, sizeof addr);

@@ -154,11 +154,31 @@ void OnBusSignal(GDBusConnection*, const gchar*, const gchar*, const gchar* inte
     if (locked && g_OnSessionLocked && *g_OnSessionLocked) (*g_OnSessionLocked)();
 }
 
-void Subscribe(GBusType type, const char* interfaceName, const char* member) {
+void Subscribe(GBusType type, const char* interfaceName, const char* member, const char* objectPath = nullptr) {
     GDBusConnection* bus = g_bus_get_sync(type, nullptr, nullptr);  // kept for the life of the process
     if (!bus) return;
-    g_dbus_connection_signal_subscribe(bus, nullptr, interfaceName, member, nullptr, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
-                                       OnBusSignal, nullptr, nullptr);
+    g_dbus_connection_signal_subscribe(bus, nullptr, interfaceName, member, objectPath, nullptr,
+                                       G_DBUS_SIGNAL_FLAGS_NONE, OnBusSignal, nullptr, nullptr);
+}
+
+// The object path of this process's own login session, asked of logind: by XDG_SESSION_ID when the
+// session manager set it, else by our pid. Empty without logind or outside any session.
+std::string OwnLoginSessionPath() {
+    GDBusConnection* system = g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr);
+    if (!system) return "";
+    const char* id = std::getenv("XDG_SESSION_ID");
+    const bool byId = id && id[0];
+    GVariant* reply = g_dbus_connection_call_sync(
+        system, "org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
+        byId ? "GetSession" : "GetSessionByPID",
+        byId ? g_variant_new("(s)", id) : g_variant_new("(u)", static_cast<guint32>(getpid())), G_VARIANT_TYPE("(o)"),
+        G_DBUS_CALL_FLAGS_NONE, 2000, nullptr, nullptr);
+    if (!reply) return "";
+    const gchar* path = nullptr;
+    g_variant_get(reply, "(&o)", &path);
+    std::string own = path ? path : "";
+    g_variant_unref(reply);
+    return own;
 }
 
 }  // namespace
@@ -170,5 +190,9 @@ void PlatformInstallSessionLockHook(std::function<void()> onLocked) {
     g_OnSessionLocked = &handler;
     Subscribe(G_BUS_TYPE_SESSION, "org.freedesktop.ScreenSaver", "ActiveChanged");
     Subscribe(G_BUS_TYPE_SESSION, "org.gnome.ScreenSaver", "ActiveChanged");
-    Subscribe(G_BUS_TYPE_SYSTEM, "org.freedesktop.DBus.Properties", "PropertiesChanged");
+    // Only our own login session: another user's lock on the same machine must not stop our tools.
+    const std::string session = OwnLoginSessionPath();
+    if (!session.empty()) {
+        Subscribe(G_BUS_TYPE_SYSTEM, "org.freedesktop.DBus.Properties", "PropertiesChanged", session.c_str());
+    }
 }

@@ -121,7 +121,10 @@ void SendWmState(const XWin& w, bool add, const char* state) {
 struct Hooks {
     void* window = nullptr;
     std::function<void()> onGeometryChanged;
+    std::function<void()> onDestroyed;
     guint settle = 0;
+    gulong xeventHandler = 0;
+    GdkDisplay* display = nullptr;
 };
 
 gboolean OnSettled(gpointer data) {
@@ -135,7 +138,7 @@ gboolean OnSettled(gpointer data) {
 gboolean OnXEvent(GdkX11Display*, gpointer xevent, gpointer data) {
     auto* hooks = static_cast<Hooks*>(data);
     const auto* ev = static_cast<const XEvent*>(xevent);
-    if (ev->type == ConfigureNotify && ev->xconfigure.window == XWindowOf(hooks->window).xid) {
+    if (hooks->window && ev->type == ConfigureNotify && ev->xconfigure.window == XWindowOf(hooks->window).xid) {
         if (hooks->settle) g_source_remove(hooks->settle);
         hooks->settle = g_timeout_add(300, OnSettled, hooks);
     }
@@ -144,8 +147,19 @@ gboolean OnXEvent(GdkX11Display*, gpointer xevent, gpointer data) {
 
 gboolean OnCloseRequest(GtkWindow*, gpointer data) {
     auto* hooks = static_cast<Hooks*>(data);
-    if (hooks->onGeometryChanged) hooks->onGeometryChanged();
-    return FALSE;  // let it close
+    if (hooks->onGeometryChanged) hooks->onGeometryChanged();  // the window still exists here
+    return FALSE;                                              // let it close
+}
+
+// The window is going: no further event or timer may reach it through the hooks.
+void OnWindowDestroy(GtkWidget*, gpointer data) {
+    auto* hooks = static_cast<Hooks*>(data);
+    if (hooks->settle) g_source_remove(hooks->settle);
+    hooks->settle = 0;
+    if (hooks->xeventHandler) g_signal_handler_disconnect(hooks->display, hooks->xeventHandler);
+    hooks->xeventHandler = 0;
+    hooks->window = nullptr;
+    if (hooks->onDestroyed) hooks->onDestroyed();
 }
 
 gboolean OnQuitShortcut(GtkWidget*, GVariant*, gpointer data) {
@@ -163,6 +177,14 @@ struct ChooserResult {
     std::string path;
 };
 
+// The dialog that a nested loop waits on now, if any, and how to end that wait as a cancel.
+GtkNativeDialog* g_OpenChooser = nullptr;
+ChooserResult* g_OpenChooserResult = nullptr;
+GtkWidget* g_OpenAlert = nullptr;
+bool* g_OpenAlertDone = nullptr;
+// Set by a quit: from then on no dialog opens (a page going on after a cancelled one could open another).
+bool g_Quitting = false;
+
 void OnChooserResponse(GtkNativeDialog* dialog, int response, gpointer data) {
     auto* result = static_cast<ChooserResult*>(data);
     if (response == GTK_RESPONSE_ACCEPT) {
@@ -178,6 +200,7 @@ void OnChooserResponse(GtkNativeDialog* dialog, int response, gpointer data) {
 }
 
 std::string RunChooser(GtkFileChooserAction action, const std::string& extension, const std::string& suggested) {
+    if (g_Quitting) return "";
     GtkWindow* parent = static_cast<GtkWindow*>(g_MasterWindow.load());
     const bool save = action == GTK_FILE_CHOOSER_ACTION_SAVE;
     GtkFileChooserNative* chooser =
@@ -192,8 +215,12 @@ std::string RunChooser(GtkFileChooserAction action, const std::string& extension
     ChooserResult result;
     g_signal_connect(chooser, "response", G_CALLBACK(OnChooserResponse), &result);
     gtk_native_dialog_show(GTK_NATIVE_DIALOG(chooser));
+    g_OpenChooser = GTK_NATIVE_DIALOG(chooser);
+    g_OpenChooserResult = &result;
     // The bindings answer synchronously, so the choice is waited for here, with the loop still turning.
     while (!result.done) g_main_context_iteration(nullptr, TRUE);
+    g_OpenChooser = nullptr;
+    g_OpenChooserResult = nullptr;
     g_object_unref(chooser);
     return result.path;
 }
@@ -298,12 +325,18 @@ void PlatformBringToFront(void* window) {
     if (window) gtk_window_present(GTK_WINDOW(window));
 }
 
-void PlatformInstallLifecycleHooks(void* window, std::function<void()> onGeometryChanged) {
+void PlatformInstallLifecycleHooks(void* window, std::function<void()> onGeometryChanged,
+                                   std::function<void()> onDestroyed) {
     if (!window) return;
-    auto* hooks = new Hooks{window, std::move(onGeometryChanged), 0};  // lives as long as the window
+    // Kept for the life of the process: a late signal finds it with its window let go.
+    auto* hooks = new Hooks{window, std::move(onGeometryChanged), std::move(onDestroyed)};
     g_signal_connect(window, "close-request", G_CALLBACK(OnCloseRequest), hooks);
+    g_signal_connect(window, "destroy", G_CALLBACK(OnWindowDestroy), hooks);
     GdkDisplay* display = gtk_widget_get_display(GTK_WIDGET(window));
-    if (GDK_IS_X11_DISPLAY(display)) g_signal_connect(display, "xevent", G_CALLBACK(OnXEvent), hooks);
+    if (GDK_IS_X11_DISPLAY(display)) {
+        hooks->display = display;
+        hooks->xeventHandler = g_signal_connect(display, "xevent", G_CALLBACK(OnXEvent), hooks);
+    }
 }
 
 void PlatformInstallWindowShortcuts(void* window, std::function<void()> onQuit) {
@@ -326,6 +359,7 @@ void PlatformOpenUrl(const std::string& url) {
 }
 
 void PlatformShowAlert(const std::string& text) {
+    if (g_Quitting) return;
     const bool utf8 = g_utf8_validate(text.c_str(), static_cast<gssize>(text.size()), nullptr);
     GtkWidget* dialog = gtk_message_dialog_new(static_cast<GtkWindow*>(g_MasterWindow.load()), GTK_DIALOG_MODAL,
                                                GTK_MESSAGE_INFO, GTK_BUTTONS_OK, "Quorvane");
@@ -337,7 +371,26 @@ void PlatformShowAlert(const std::string& text) {
                      }),
                      &done);
     gtk_window_present(GTK_WINDOW(dialog));
+    g_OpenAlert = dialog;
+    g_OpenAlertDone = &done;
     while (!done) g_main_context_iteration(nullptr, TRUE);
+    g_OpenAlert = nullptr;
+    g_OpenAlertDone = nullptr;
+}
+
+void PlatformCloseOpenDialogs() {
+    g_Quitting = true;
+    if (g_OpenChooser) {
+        gtk_native_dialog_hide(g_OpenChooser);
+        g_OpenChooserResult->path.clear();
+        g_OpenChooserResult->done = true;
+    }
+    if (g_OpenAlert) {
+        *g_OpenAlertDone = true;
+        gtk_window_destroy(GTK_WINDOW(g_OpenAlert));
+        g_OpenAlert = nullptr;
+    }
+    g_main_context_wakeup(nullptr);  // the nested loop sees its flag at once
 }
 
 std::string PlatformChooseFileToOpen(const std::string& extension) {

@@ -34,6 +34,11 @@ TEST(CommandLineTest, Table) {
         {{"x", "--timeline", "5"}, RunMode::Master, "", "", 0},
         {{"--child"}, RunMode::Child, "", "", 0},
         {{"--child", "tracker"}, RunMode::Child, "", "tracker", 0},
+        {{"--child", "--scan-macro=a b.qvnmacro"}, RunMode::ScanMacro, "", "a b.qvnmacro", 0},
+        {{"--scan-macro", "m.qvnmacro", "--scan-macro=n"}, RunMode::ScanMacro, "", "m.qvnmacro", 0},
+        {{"--scan-macro"}, RunMode::ScanMacro, "", "", 0},
+        {{"--scan-macro=m", "--selftest"}, RunMode::SelfTest, "", "", 0},
+        {{"--scan-macros=m"}, RunMode::Master, "", "", 0},
     };
     for (const auto& c : cases) {
         std::string joined;
@@ -44,6 +49,7 @@ TEST(CommandLineTest, Table) {
         EXPECT_EQ(cl.manifestOverride, c.manifest);
         EXPECT_EQ(cl.selfTestUpdateValue, c.mode == RunMode::SelfTestUpdate ? c.value : "");
         EXPECT_EQ(cl.childArg, c.mode == RunMode::Child ? c.value : "");
+        EXPECT_EQ(cl.scanMacroPath, c.mode == RunMode::ScanMacro ? c.value : "");
         EXPECT_EQ(cl.timelineMasterPid, c.pid);
     }
 }

@@ -32,7 +32,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::string SocketPath() { return IpcSocketPath(PlatformDataDir(), static_cast<unsigned>(getuid())); }
+std::string SocketPath() {
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    return IpcSocketPath(PlatformDataDir(), static_cast<unsigned>(getuid()), runtime ? runtime : "");
+}
 
 double SecondsSince(Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); }
 
@@ -265,11 +268,13 @@ TEST(IpcMessageTest, SplitRoutingAndRefusals) {
     HandleIpcMessage("setTheme|");
     EXPECT_EQ(g_CurrentTheme, "");
 
-    EXPECT_EQ(IpcSocketPath(std::string(94, 'd'), 1000), std::string(94, 'd') + "/ipc.sock");
-    const std::string moved = IpcSocketPath(std::string(95, 'd'), 1000);
-    EXPECT_EQ(moved.rfind("/tmp/qvn-1000-", 0), 0u);
-    EXPECT_EQ(moved, IpcSocketPath(std::string(95, 'd'), 1000));
-    EXPECT_NE(moved, IpcSocketPath(std::string(96, 'd'), 1000));
+    EXPECT_EQ(IpcSocketPath(std::string(94, 'd'), 1000, "/run/user/1000"), std::string(94, 'd') + "/ipc.sock");
+    const std::string moved = IpcSocketPath(std::string(95, 'd'), 1000, "/run/user/1000");
+    EXPECT_EQ(moved.rfind("/run/user/1000/qvn-1000-", 0), 0u);
+    EXPECT_EQ(moved, IpcSocketPath(std::string(95, 'd'), 1000, "/run/user/1000"));
+    EXPECT_NE(moved, IpcSocketPath(std::string(96, 'd'), 1000, "/run/user/1000"));
+    // No private runtime folder: no socket at all rather than one in a shared folder.
+    EXPECT_EQ(IpcSocketPath(std::string(95, 'd'), 1000, ""), "");
 }
 
 int main(int argc, char** argv) {

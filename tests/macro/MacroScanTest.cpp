@@ -1,6 +1,9 @@
 // The safety scanner: each scenario with its nearest miss, the matchers' rules, and the ranking.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <random>
+
 #include "macro/MacroScan.h"
 
 namespace {
@@ -9,6 +12,7 @@ using namespace MacroScan;
 
 constexpr int kCtrl = 17, kAlt = 18, kShift = 16, kWin = 91;
 constexpr int kEnter = 13, kDelete = 46, kTab = 9, kEsc = 27, kF4 = 115, kF6 = 117, kPrint = 44, kLeft = 37;
+constexpr int kF1 = 112, kF2 = 113, kF3 = 114, kF12 = 123, kF13 = 124, kSpace = 32, kBackspace = 8;
 
 struct Press {
     std::vector<int> mods;
@@ -104,6 +108,90 @@ TEST(MacroScanTest, Scenarios) {
     }
 }
 
+TEST(MacroScanTest, DesktopScenarios) {
+    using V = std::vector<std::string>;
+    const struct {
+        const char* name;
+        std::vector<Press> presses;
+        V ids;
+        double atSec;  // of the first finding
+    } cases[] = {
+        {"Alt+F2, a command, Enter",
+         {{{}, 'A', 1}, {{kAlt}, kF2, 5}, {{}, 'X', 6}, {{}, kEnter, 900}},
+         {"run-dialog"},
+         5},
+        {"Alt+F2 and nothing typed", {{{kAlt}, kF2, 2}, {{}, kEnter, 3}}, {"command-box"}, 2},
+        {"Alt+Shift+F2 is no run dialog", {{{kAlt, kShift}, kF2, 0}, {{}, 'X', 1}, {{}, kEnter, 2}}, {}, 0},
+        {"Ctrl+Alt+T, a command, Enter",
+         {{{kCtrl, kAlt}, 'T', 4}, {{}, 'L', 5}, {{}, kEnter, 6}},
+         {"terminal-command"},
+         4},
+        {"a terminal opened, Enter without typing", {{{kCtrl, kAlt}, 'T', 1}, {{}, kEnter, 2}}, {"command-box"}, 1},
+        {"Ctrl+Shift+T reopens a tab", {{{kCtrl, kShift}, 'T', 0}, {{}, 'L', 1}, {{}, kEnter, 2}}, {}, 0},
+        {"Alt+Space, a word, Enter", {{{kAlt}, kSpace, 3}, {{}, 'F', 4}, {{}, kEnter, 5}}, {"launcher-run"}, 3},
+        {"Alt+F1 and Alt+F3 open launchers too",
+         {{{kAlt}, kF1, 1}, {{kAlt}, kF3, 2}, {{}, 'F', 4}, {{}, kEnter, 5}},
+         {"launcher-run"},
+         1},
+        {"a launcher opened, typed into, never Enter", {{{kAlt}, kSpace, 0}, {{}, 'F', 1}}, {}, 0},
+        {"Ctrl+Alt+F3, a word, Enter",
+         {{{kCtrl, kAlt}, kF3, 7}, {{}, 'R', 8}, {{}, kEnter, 9}},
+         {"console-command"},
+         7},
+        {"Ctrl+Alt+F12, typing only", {{{kCtrl, kAlt}, kF12, 1}, {{}, 'R', 2}}, {"console-typing"}, 1},
+        {"Ctrl+Alt+F1 with nothing typed after", {{{}, 'R', 0}, {{kCtrl, kAlt}, kF1, 1}}, {}, 0},
+        {"Ctrl+Alt+F13 and Ctrl+F3 switch nothing", {{{kCtrl, kAlt}, kF13, 0}, {{kCtrl}, kF3, 0}, {{}, 'R', 2}}, {}, 0},
+        {"Ctrl+Alt+Backspace", {{{kCtrl, kAlt}, kBackspace, 8}}, {"end-session"}, 8},
+        // The Super key alone opens the search of the Linux desktops: the same keys as the Start menu's.
+        {"Super alone, a word, Enter",
+         Join({{{{}, kWin, 2}}, Typed("FIREFOX", 3, 0.1), {{{}, kEnter, 4}}}),
+         {"start-launch"},
+         2},
+        // A Linux and a Windows pattern in one macro: both found, the dangers by time.
+        {"copy, paste, send, then the run dialog",
+         {{{kCtrl}, 'C', 0}, {{kCtrl}, 'V', 1}, {{}, kEnter, 2}, {{kAlt}, kF2, 3}, {{}, 'X', 4}, {{}, kEnter, 5}},
+         {"copy-paste-send", "run-dialog"},
+         0},
+        {"a console command and Win+R's",
+         {{{kCtrl, kAlt}, kF2, 1}, {{kWin}, 'R', 2}, {{}, 'X', 4}, {{}, kEnter, 5}},
+         {"console-command", "run-command", "start-launch"},
+         1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const MacroScanResult r = ScanMacroEvents(Macro(c.presses));
+        EXPECT_EQ(Ids(r), c.ids);
+        if (!r.matches.empty()) {
+            EXPECT_EQ(r.matches[0].atSec, c.atSec);
+        }
+    }
+    // The texts the page shows.
+    const MacroScanResult r = ScanMacroEvents(Macro({{{kAlt}, kF2, 0}, {{}, 'X', 1}, {{}, kEnter, 2}}));
+    ASSERT_EQ(r.matches.size(), 1u);
+    EXPECT_EQ(r.level, "danger");
+    EXPECT_EQ(r.matches[0].severity, "DANGER");
+    EXPECT_EQ(r.matches[0].message,
+              "Opens the desktop's Run dialog (Alt+F2), types something and presses Enter. This can start programs or "
+              "run commands on your computer.");
+}
+
+TEST(MacroScanTest, KeysAreJudgedWhenPlaybackFiresThem) {
+    // A late event first holds playback up: Ctrl+C "at 0" and Ctrl+V at 61 s then fire together.
+    std::vector<UnifiedEvent> ev = {UnifiedEvent{EventMoveAbs, 61, 5, 5, 0, 0, false, 0}};
+    for (const UnifiedEvent& e : Macro({{{kCtrl}, 'C', 0}, {{kCtrl}, 'V', 61}})) ev.push_back(e);
+    MacroScanResult r = ScanMacroEvents(ev);
+    EXPECT_EQ(Ids(r), (std::vector<std::string>{"copy-paste"}));
+    EXPECT_EQ(r.matches[0].atSec, 61);
+
+    // A time that isn't a number, or is infinite, lets nothing after it escape the scan.
+    for (double odd : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
+        ev = Macro({{{kCtrl}, 'C', 0}, {{kCtrl}, 'V', odd}, {{kAlt}, kTab, 1}, {{kAlt}, kTab, 2}, {{kAlt}, kTab, 3}});
+        r = ScanMacroEvents(ev);
+        EXPECT_EQ(Ids(r), (std::vector<std::string>{"copy-paste", "switch-windows"})) << odd;
+        EXPECT_EQ(r.matches[0].atSec, 0) << odd;
+    }
+}
+
 TEST(MacroScanTest, RankingAndLevels) {
     // A danger late in the macro ranks ahead of a caution early in it.
     auto r = ScanMacroEvents(Macro({{{kCtrl}, 'W', 1}, {{kCtrl}, 'W', 2}, {{kShift}, kDelete, 100}}));
@@ -114,18 +202,18 @@ TEST(MacroScanTest, RankingAndLevels) {
     EXPECT_EQ(r.matches[0].title, "Permanently deletes");
 
     // Cautions only: level caution, in order of time.
-    r = ScanMacroEvents(Macro({{{kWin}, kLeft, 50},
-                               {{kAlt}, kTab, 60},
-                               {{kAlt}, kTab, 61},
-                               {{kAlt}, kTab, 62},
-                               {{kAlt}, kF4, 5},
-                               {{kAlt}, kF4, 6}}));
-    EXPECT_EQ(Ids(r), (std::vector<std::string>{"close-windows", "system-keys", "switch-windows"}));
+    r = ScanMacroEvents(Macro({{{kWin}, kLeft, 5},
+                               {{kAlt}, kTab, 10},
+                               {{kAlt}, kTab, 11},
+                               {{kAlt}, kTab, 12},
+                               {{kAlt}, kF4, 50},
+                               {{kAlt}, kF4, 51}}));
+    EXPECT_EQ(Ids(r), (std::vector<std::string>{"system-keys", "switch-windows", "close-windows"}));
     EXPECT_EQ(r.level, "caution");
     EXPECT_EQ(MacroScanResultToJson(r),
-              "{\"level\":\"caution\",\"matches\":[{\"id\":\"close-windows\",\"severity\":\"CAUTION\",\"atSec\":5},"
-              "{\"id\":\"system-keys\",\"severity\":\"CAUTION\",\"atSec\":50},{\"id\":\"switch-windows\","
-              "\"severity\":\"CAUTION\",\"atSec\":60}]}");
+              "{\"level\":\"caution\",\"matches\":[{\"id\":\"system-keys\",\"severity\":\"CAUTION\",\"atSec\":5},"
+              "{\"id\":\"switch-windows\",\"severity\":\"CAUTION\",\"atSec\":10},{\"id\":\"close-windows\","
+              "\"severity\":\"CAUTION\",\"atSec\":50}]}");
 
     // Nothing to find: no keys, or mouse only.
     EXPECT_EQ(ScanMacroEvents({}).level, "none");
@@ -189,6 +277,51 @@ TEST(MacroScanTest, SequenceAndRepeatMatchers) {
     EXPECT_EQ(r.atSec, 31);
     EXPECT_FALSE(MatchRepeat(keys, is('W'), 4, 1000).matched);
     EXPECT_FALSE(MatchSequence({}, {is('A')}, false, 0).matched);
+}
+
+// The windowed matcher against the plain walk it replaces (each attempt walks on until its window closes),
+// on random lists of few keys with many ties, so that attempts overlap, windows close and the 500 bound bites.
+TEST(MacroScanTest, WindowedSequenceAgreesWithTheWalk) {
+    const auto walk = [](const std::vector<KeyEv>& keys, const std::vector<Step>& steps, double window) {
+        int failed = 0;
+        for (size_t i = 0; i < keys.size() && failed < 500; ++i) {
+            if (!steps[0](*keys[i].event, keys[i].held)) continue;
+            size_t k = 1;
+            for (size_t j = i + 1; j < keys.size() && k < steps.size(); ++j) {
+                if (keys[j].at - keys[i].at > window) break;
+                if (steps[k](*keys[j].event, keys[j].held)) ++k;
+            }
+            if (k == steps.size()) return SeqResult{true, keys[i].at};
+            ++failed;
+        }
+        return SeqResult{};
+    };
+    std::mt19937 rng(7);
+    const int alphabet[] = {'A', 'B', 'C', kCtrl};
+    const std::vector<std::vector<Step>> patterns = {
+        {Combo({}, 'A'), Combo({}, 'B')},
+        {Combo({}, 'A'), Combo({}, 'B'), Combo({}, 'C')},
+        {AnyOf({Combo({ModFamily::Ctrl}, 'A'), Combo({}, 'C')}), Combo({ModFamily::Ctrl}, 'B'), Combo({}, 'A')},
+        {Combo({}, 'C')},
+    };
+    for (int round = 0; round < 400; ++round) {
+        std::vector<UnifiedEvent> ev;
+        double t = 0;
+        const size_t n = round < 20 ? 1200 : rng() % 40;  // the long ones run into the 500 failed attempts
+        for (size_t i = 0; i < n; ++i) {
+            if (rng() % 3 == 0) t += rng() % 4;
+            ev.push_back(UnifiedEvent{EventKey, t, 0, 0, 0, alphabet[rng() % 4], rng() % 4 != 0, 0});
+        }
+        const auto keys = BuildKeyList(ev);
+        for (const auto& steps : patterns) {
+            for (double window : {0.0, 2.0, 5.0}) {
+                const SeqResult want = walk(keys, steps, window);
+                const SeqResult got = MatchSequence(keys, steps, true, window);
+                ASSERT_EQ(got.matched, want.matched) << round << " " << window;
+                ASSERT_EQ(got.atSec, want.atSec) << round << " " << window;
+            }
+        }
+    }
 }
 
 }  // namespace
