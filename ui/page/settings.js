@@ -78,6 +78,7 @@ Q.settings = (function () {
     $('update-detail').textContent = 'You have ' + current + '.';
     $('update-progress').hidden = true;
     $('update-start').disabled = false;
+    $('update-start').textContent = 'Update now';
     $('update-later').hidden = false;
   }
 
@@ -127,6 +128,7 @@ Q.settings = (function () {
       return;
     }
     $('update-start').disabled = true;
+    $('update-start').textContent = 'Updating…';
     $('update-later').hidden = true;
     downloadStart = null;
     updateProgress(0, 0);
