@@ -261,9 +261,10 @@ test('profiles: switch, add, delete and clear after asking, import outcomes', as
 
 const PENDING = {
   outcome: 'pending', pendingId: '0123456789abcdef0123456789abcdef', level: 'danger',
+  // As the native side stages them: the scanner's own messages, a Linux desktop's among them.
   matches: [
-    { severity: 'DANGER', message: 'Alt+F4 closes the window in front.', atSec: 1.5 },
-    { severity: 'CAUTION', message: 'Win+R opens the run box.', atSec: 12 },
+    { severity: 'DANGER', message: "Opens the desktop's Run dialog (Alt+F2), types something and presses Enter. This can start programs or run commands on your computer.", atSec: 1.5 },
+    { severity: 'CAUTION', message: 'Switches to a text console (Ctrl+Alt+F1 to F12) and types there, outside the desktop and its windows.', atSec: 12 },
   ],
 };
 
@@ -271,7 +272,7 @@ test('a staged macro import is answered with its pending id: confirm, and cancel
   const page = await h.open({ table: h.docs({ getPendingMacroImport: PENDING }) });
   await page.waitForSelector('#import-dialog[open]');
   const rows = await page.$$eval('#import-findings li', (l) => l.map((li) => li.innerText.replace(/\s+/g, ' ').trim()));
-  assert.deepEqual(rows, ['DANGER Alt+F4 closes the window in front. at 1.5 s', 'CAUTION Win+R opens the run box. at 12 s']);
+  assert.deepEqual(rows, PENDING.matches.map((m) => `${m.severity} ${m.message} at ${m.atSec} s`));
   await h.clearCalls(page);
   await page.click('#import-confirm');
   await page.waitForFunction(() => window.__qvn.calls.some((c) => c.name === 'getProfiles'));
