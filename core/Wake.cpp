@@ -31,7 +31,26 @@ void WaitForWake(WakeEvent& ev) {
 
 namespace {
 
+// The end of a wait is spun rather than slept through, for as long as the sleeps of this thread have lately
+// woken late: the largest recent lateness, fading by 1% a wait so that one stall is forgotten within a few
+// hundred waits, plus a margin. A thread starts from a guess that fits an idle machine; its first late wake
+// raises the spin at once.
 constexpr int64_t kSpinNs = 500000;
+constexpr int64_t kShortestSpinNs = 50000;
+constexpr double kSpinMarginNs = 30000;
+constexpr double kLatenessFade = 0.99;
+constexpr double kFirstLatenessGuessNs = 120000;
+thread_local double t_WakeLatenessNs = kFirstLatenessGuessNs;
+
+int64_t SpinNs() {
+    const double spin = t_WakeLatenessNs + kSpinMarginNs;
+    return spin >= kSpinNs ? kSpinNs : spin <= kShortestSpinNs ? kShortestSpinNs : static_cast<int64_t>(spin);
+}
+
+void NoteWakeLateness(double lateNs) {
+    const double faded = t_WakeLatenessNs * kLatenessFade;
+    t_WakeLatenessNs = lateNs > faded ? lateNs : faded;
+}
 // About thirty years: long enough for any interval the pages can express, short enough that the deadline
 // can't overflow the clock.
 constexpr double kLongestWaitNs = 1e18;
@@ -45,7 +64,7 @@ void WaitIntervalOrWake(WakeEvent& ev, double ms) {
     // NaN and negative intervals wait for nothing.
     const int64_t total = wanted > 0 ? static_cast<int64_t>(std::fmin(wanted, kLongestWaitNs)) : 0;
     const Clock::time_point end = start + std::chrono::nanoseconds(total);
-    const Clock::time_point coarse = end - std::chrono::nanoseconds(kSpinNs);
+    const Clock::time_point coarse = end - std::chrono::nanoseconds(SpinNs());
 
     if (Clock::now() < coarse) {
         std::unique_lock<std::mutex> lock(ev.mutex);
@@ -54,6 +73,7 @@ void WaitIntervalOrWake(WakeEvent& ev, double ms) {
             if (!g_AppRunning) return;
             if (ev.cv.wait_until(lock, coarse) == std::cv_status::timeout) break;
         }
+        NoteWakeLateness(static_cast<double>(std::chrono::nanoseconds(Clock::now() - coarse).count()));
         if (ev.signalled.exchange(false) || !g_AppRunning) return;
     }
 

@@ -86,7 +86,8 @@ void PlayMacroPass(const std::vector<UnifiedEvent>& events, const PlaybackClock&
             case EventMoveRel: PlatformMoveMouseBy(static_cast<int>(e.x), static_cast<int>(e.y)); break;
             case EventMouseClick:
                 PlatformMoveMouseTo(static_cast<int>(e.x), static_cast<int>(e.y));
-                PlatformMouseFlags(static_cast<unsigned long>(e.mouseFlags));
+                PlatformMouseFlags(static_cast<unsigned long>(e.mouseFlags), static_cast<int>(e.x),
+                                   static_cast<int>(e.y));
                 fromX = e.x;
                 fromY = e.y;
                 break;

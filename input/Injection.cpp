@@ -73,8 +73,21 @@ int64_t SteadyNs() {
 
 }  // namespace
 
-void PlatformMouseFlags(unsigned long flags) {
+namespace {
+
+// The point of the click being played, for PlayMouseFlags's cursor.
+thread_local int t_ClickX = 0, t_ClickY = 0;
+void KnownPoint(int& x, int& y) {
+    x = t_ClickX;
+    y = t_ClickY;
+}
+
+}  // namespace
+
+void PlatformMouseFlags(unsigned long flags, int x, int y) {
     // The playback thread's alone, as the counts continue from one recorded click to the next.
     static ClickTracker tracker;
-    PlayMouseFlags(tracker, flags, SteadyNs, PlatformCursorPosition, PlatformMouseButton);
+    t_ClickX = x;
+    t_ClickY = y;
+    PlayMouseFlags(tracker, flags, SteadyNs, KnownPoint, PlatformMouseButton);
 }

@@ -53,8 +53,9 @@ void PlatformMoveMouseBy(int dx, int dy);
 // The cursor position; 0,0 when it can't be read.
 void PlatformCursorPosition(int& x, int& y);
 
-// Plays the flags of one recorded mouse event with the click counting above. The playback thread only.
-void PlatformMouseFlags(unsigned long flags);
+// Plays the flags of one recorded mouse event with the click counting above, at the point (x, y) where the
+// cursor has just been put: no round trip to ask where it is. The playback thread only.
+void PlatformMouseFlags(unsigned long flags, int x, int y);
 
 // The most wheel lines one scroll event makes: a macro file may carry any delta.
 inline constexpr int kMaxScrollLines = 100;

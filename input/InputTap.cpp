@@ -40,12 +40,21 @@ TapVerdict Swallow(bool keepsRelease = false) {
     return v;
 }
 
-// An event for the recording, stamped with the recording's clock.
+double eventAge = 0.0;    // of the event being judged
+double lastStamp = -1.0;  // the recording's clock is never stamped backwards
+
+// An event for the recording, stamped with the recording's clock at the time the event happened.
 TapVerdict Recorded(const UnifiedEvent& e) {
     TapVerdict v;
     v.record = true;
     v.event = e;
-    v.event.time = g_TapRecorder.elapsedSeconds ? g_TapRecorder.elapsedSeconds() : 0.0;
+    if (!g_TapRecorder.elapsedSeconds) return v;
+    const double now = g_TapRecorder.elapsedSeconds();
+    double at = now - eventAge;
+    // Events of a second source (the wheel's valuator, the server's repeats) may carry a coarser time;
+    // a new recording's clock starts below the last stamp of the one before.
+    if (at < lastStamp && lastStamp <= now) at = lastStamp;
+    v.event.time = lastStamp = at;
     return v;
 }
 
@@ -202,6 +211,7 @@ void SetTapRecorder(const TapRecorder& recorder) {
 const TapRecorder& CurrentTapRecorder() { return g_TapRecorder; }
 
 TapVerdict HandleTapEvent(const TapEvent& e) {
+    eventAge = std::isfinite(e.ageSeconds) && e.ageSeconds > 0 ? e.ageSeconds : 0.0;
     switch (e.kind) {
         case TapMove: return OnMove(e);
         case TapScroll: return OnScroll(e);
@@ -231,6 +241,7 @@ void ResetTapTables() {
     ClearTrackers();
     for (bool& d : droppedPress) d = false;
     lastCursorPos[0] = lastCursorPos[1] = std::numeric_limits<double>::quiet_NaN();
+    lastStamp = -1.0;
     g_ResetTrackers = false;
 }
 

@@ -25,6 +25,9 @@ struct TapEvent {
     double x = 0.0;
     double y = 0.0;
     int scrollLines = 0;
+    // How long before it reaches the rules the event happened, by the display server's own time of it: a
+    // recording is stamped when the input happened, not when a busy tap got to it. 0: just now.
+    double ageSeconds = 0.0;
 };
 
 // What becomes of one event: swallowed or passed on, and the event it adds to the recording.

@@ -189,6 +189,11 @@ struct TapState {
         bool own = false;
     };
     std::array<Down, 256> keysDown{};
+
+    // The server's clock (milliseconds) against ours: the smallest gap seen between an event's time and its
+    // arrival here.
+    bool offsetKnown = false;
+    int64_t serverOffsetNs = 0;
 };
 
 TapState g;
@@ -365,6 +370,17 @@ void ReleaseAllGrabs() {
 
 // --- Judging one event ---------------------------------------------------------------------------------------
 
+// How long ago an event with the server's time `t` happened: how much later than the quickest event it reached
+// us. A jump of more than ten seconds (the 32-bit clock wrapping, a new server) starts the comparison afresh.
+double AgeOf(Time t) {
+    const int64_t offset = NowNs() - static_cast<int64_t>(t) * 1'000'000;
+    if (!g.offsetKnown || offset < g.serverOffsetNs || offset - g.serverOffsetNs > 10'000'000'000) {
+        g.offsetKnown = true;
+        g.serverOffsetNs = offset;
+    }
+    return static_cast<double>(offset - g.serverOffsetNs) / 1e9;
+}
+
 void RecordWhileWatched(const UnifiedEvent& e) {
     g_TapBusySinceNs = NowNs();
     if (const auto append = CurrentTapRecorder().append) append(e);
@@ -457,6 +473,7 @@ void RecordMove(const XIRawEvent* r) {
     e.hasPoint = true;
     e.x = predicted[0];
     e.y = predicted[1];
+    e.ageSeconds = AgeOf(r->time);
     Finish(HandleTapEvent(e));
     g.readPointAtNs = NowNs() + kPointerRestNs;
 }
@@ -495,6 +512,7 @@ void OnRecordedData(XPointer, XRecordInterceptData* data) {
             e.kind = TapKey;
             e.vk = PlatformKeyCodeToVk(keycode);
             e.down = true;
+            e.ageSeconds = AgeOf(time);
             TakeTrackerReset();
             Finish(HandleTapEvent(e));
         }
@@ -517,8 +535,9 @@ bool IsOwn(int sourceId, MarkKind kind, int detail, int x, int y) {
 }
 
 // A key or button press or release of the user, judged by the rules.
-TapVerdict JudgePress(bool key, int detail, bool down, double x, double y) {
+TapVerdict JudgePress(bool key, int detail, bool down, double x, double y, Time time) {
     TapEvent e;
+    e.ageSeconds = AgeOf(time);
     e.down = down;
     e.x = x;
     e.y = y;
@@ -587,6 +606,7 @@ void ScrollFromValuators(const XIRawEvent* r) {
     TapEvent e;
     e.kind = TapScroll;
     e.scrollLines = TakeScrollLines(it->scrollPending, *v, it->scrollIncrement);
+    e.ageSeconds = AgeOf(r->time);
     if (e.scrollLines != 0) Finish(HandleTapEvent(e));
 }
 
@@ -597,7 +617,10 @@ void OnRawEvent(const XIRawEvent* r) {
         if (XIMaskIsSet(r->valuators.mask, 0)) x = static_cast<int>(*v++);
         if (XIMaskIsSet(r->valuators.mask, 1)) y = static_cast<int>(*v++);
         TakeTrackerReset();
-        if (IsOwn(r->sourceid, MarkMotion, 0, x, y)) return;
+        if (IsOwn(r->sourceid, MarkMotion, 0, x, y)) {
+            g.pointKnown = false;  // we moved the pointer: the next move of the user starts from a real read
+            return;
+        }
         ScrollFromValuators(r);
         if (!XIMaskIsSet(r->valuators.mask, 0) && !XIMaskIsSet(r->valuators.mask, 1)) return;  // a scroll alone
         if (!isRecording || !bRecordMouseMovement) {
@@ -621,7 +644,7 @@ void OnRawEvent(const XIRawEvent* r) {
     }
     double x = 0, y = 0;
     if (!key && r->detail != 4 && r->detail != 5) PointerAt(x, y);
-    const TapVerdict v = JudgePress(key, r->detail, down, x, y);
+    const TapVerdict v = JudgePress(key, r->detail, down, x, y, r->time);
     if (key && down && v.keepsRelease) g.heldHotkeys[static_cast<unsigned>(r->detail) % 256] = true;
     if (down) Judge({key, r->detail, r->time, v.swallow, false});
     Finish(v);

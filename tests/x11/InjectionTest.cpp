@@ -275,7 +275,7 @@ TEST_F(InjectionTest, SeamFunctionsAndTheirMarks) {
     PlatformKeyVk(1, true);    // a mouse VK has no key code
     PlatformMouseButtonUp(2);  // not held either
     PlatformMoveMouseBy(7, -3);
-    PlatformMouseFlags(0x20 | 0x40);
+    PlatformMouseFlags(0x20 | 0x40, 317, 202);
     // The pointer query is a round trip on our connection: once it answers, the server has taken all our
     // requests, so the foreign click (another connection) can't overtake them.
     int x = 0, y = 0;

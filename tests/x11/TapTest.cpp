@@ -361,6 +361,28 @@ TEST_F(TapTest, ARecordingHoldsTheUsersKeysClicksMovesAndWheel) {
     EXPECT_NEAR(events.back().time - events[4].time, held, 0.05);
 }
 
+// A tap held up (here by the profile lock) gets to the input late: the recording still keeps the pauses the
+// user made, since it is stamped with the server's time of each event.
+TEST_F(TapTest, ARecordingKeepsThePausesOfInputThatTheTapGotLate) {
+    const int a = Code(65), b = Code(66);
+    StartRecording();
+    {
+        std::unique_lock<std::mutex> held(profileMutex);
+        Tap(a);  // down, 30 ms, up, 30 ms
+        std::this_thread::sleep_for(100ms);
+        Tap(b);
+        std::this_thread::sleep_for(200ms);
+    }
+    Settle();
+    StopRecording();
+    const auto events = Recording();
+    ASSERT_EQ(events.size(), 4u) << Describe(events);
+    EXPECT_EQ(events[2].vk, 66);
+    EXPECT_NEAR(events[1].time - events[0].time, 0.03, 0.02) << Describe(events);
+    EXPECT_NEAR(events[2].time - events[0].time, 0.16, 0.03) << Describe(events);
+    EXPECT_NEAR(events[3].time - events[2].time, 0.03, 0.02) << Describe(events);
+}
+
 TEST_F(TapTest, APressOnOurOwnWindowStaysOutOfTheRecording) {
     ShowOwnWindow(600, 600, 100, 100);
     UserMoveTo(650, 650);
