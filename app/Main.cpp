@@ -2,6 +2,7 @@
 
 #include "app/CommandLine.h"
 #include "app/Master.h"
+#include "app/TimelineEditor.h"
 #include "core/AppState.h"
 #include "macro/MacroImport.h"
 #include "macro/MacroScanCheck.h"
@@ -35,9 +36,7 @@ int main(int argc, char** argv) {
             std::fputs(report.c_str(), stdout);
             return status;
         }
-        case RunMode::Timeline:
-            std::fprintf(stderr, "Quorvane: the Timeline Editor is not part of this build\n");
-            return 1;
+        case RunMode::Timeline: return RunTimelineEditorWindow(cl.timelineMasterPid);
         case RunMode::Child: std::fprintf(stderr, "Quorvane: pop-out panels are not part of this build\n"); return 1;
         case RunMode::Master: break;
     }

@@ -10,10 +10,18 @@ struct OwnFile {
 };
 
 constexpr OwnFile kFiles[] = {
-    {"vendor/Sortable.min.js", false}, {"timeline.js", false},     {"page.css", true},
-    {"page/bridge.js", false},         {"page/themes.js", false},  {"page/panels.js", false},
-    {"page/tools.js", false},          {"page/tracker.js", false}, {"page/profiles.js", false},
-    {"page/settings.js", false},       {"page/boot.js", false},
+    {"vendor/Sortable.min.js", false},
+    {"timeline.js", false},
+    {"timeline.css", true},
+    {"page.css", true},
+    {"page/bridge.js", false},
+    {"page/themes.js", false},
+    {"page/panels.js", false},
+    {"page/tools.js", false},
+    {"page/tracker.js", false},
+    {"page/profiles.js", false},
+    {"page/settings.js", false},
+    {"page/boot.js", false},
 };
 constexpr size_t kMaxPageBytes = 2097152;
 

@@ -16,8 +16,10 @@
 #include "macro/MacroImport.h"
 #include "persist/AppSettings.h"
 #include "platform/Dialogs.h"
+#include "platform/Platform.h"
 #include "platform/Window.h"
 #include "themes/Themes.h"
+#include "timeline/EditorProcess.h"
 #include "update/Update.h"
 
 namespace {
@@ -77,6 +79,7 @@ void BindMainWindow(WebView& w) {
         {"startPlayback", [](const std::string&) { return Trigger(triggerPlayStart); }},
         {"stopPlayback", [](const std::string&) { return Trigger(triggerPlayStop); }},
         {"optimizeMacro", [](const std::string&) { return BindOptimizeMacro(); }},
+        {"openTimelineEditor", [](const std::string&) { return OpenTimelineEditorWindow(PlatformProcessId()); }},
         {"getMacroEvents", [](const std::string&) { return BindGetMacroEvents(); }},
         {"deleteEvent", BindDeleteEvent},
         {"updateEventTime", BindUpdateEventTime},

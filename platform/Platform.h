@@ -64,6 +64,9 @@ bool PlatformAcquireSingleInstanceLock();
 // Brings the running master's window forward.
 void PlatformActivateOtherInstance();
 
+// Brings the window of process `pid` forward (the Timeline Editor's, for one).
+void PlatformActivateProcess(int pid);
+
 // True when pid is a live process running this same executable.
 bool PlatformProcessIsThisApp(int pid);
 

@@ -57,6 +57,22 @@ if [ ! -f "$wv_dir/.installed-$wv_sha256" ]; then
   cp "$tmp/package/LICENSE" "$wv_dir/LICENSE"
   touch "$wv_dir/.installed-$wv_sha256"
 fi
+# SortableJS for the Timeline Editor's list view, from its pinned npm package, copied into ui/vendor/
+# (ignored by git; the build copies ui/ beside the executable).
+so_pkg=sortablejs@1.15.6
+so_sha256=6d0a831fc19b4bae851797ad3393157e861afb7862459c11226359b27e2c4337
+so_dir="$root/ui/vendor"
+if [ ! -f "$so_dir/.installed-$so_sha256" ]; then
+  echo "setup: fetching SortableJS ($so_pkg)"
+  tmp_so=$(mktemp -d)
+  (cd "$tmp_so" && npm pack --silent "$so_pkg" >/dev/null && tar xzf sortablejs-*.tgz)
+  echo "$so_sha256  $tmp_so/package/Sortable.min.js" | sha256sum -c --quiet
+  mkdir -p "$so_dir"
+  install -m 0644 "$tmp_so/package/Sortable.min.js" "$so_dir/Sortable.min.js"
+  cp "$tmp_so/package/LICENSE" "$so_dir/Sortable.LICENSE"
+  rm -rf "$tmp_so"
+  touch "$so_dir/.installed-$so_sha256"
+fi
 # The main page's browser tests: playwright-core at the version of the committed lock file, driving the
 # Debian chromium above (it never downloads a browser of its own).
 ui_tests="$root/tests/ui"

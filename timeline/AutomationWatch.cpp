@@ -5,11 +5,45 @@
 
 #include "core/AppState.h"
 #include "core/Threads.h"
+#include "timeline/EditorProcess.h"
+#include "timeline/TimelineExchange.h"
 
+int64_t g_TimelineStateSeq = 0;
+int64_t g_TimelineGaveUpSeq = 0;
+int32_t g_TimelineToldPid = 0;
+int32_t g_TimelineToldBusy = -1;
 std::atomic<int64_t> g_TimelineAckedSeq{0};
 
-// No editor can be open yet, so there is nobody to tell.
-void NotifyTimelineAutomationState(bool /*wait*/) {}
+void NotifyTimelineAutomationState(bool wait) {
+    const int pid = OpenTimelineEditorPid();
+    const int busy = isPlaying || isRecording || isKeySpamming ? 1 : 0;
+    int64_t seq = 0;
+    {
+        std::lock_guard<std::mutex> lock(g_TimelineStateMutex);
+        if (pid == 0) {
+            g_TimelineToldPid = 0;
+            g_TimelineToldBusy = -1;
+            return;
+        }
+        if (pid == g_TimelineToldPid && busy == g_TimelineToldBusy) {
+            // Told already. A starting tool still waits if the editor hasn't taken it in, but only once
+            // per number: a hung page costs one half second, not one per start.
+            if (!wait || g_TimelineAckedSeq >= g_TimelineStateSeq || g_TimelineGaveUpSeq == g_TimelineStateSeq) return;
+        }
+        seq = ++g_TimelineStateSeq;
+        g_TimelineToldPid = pid;
+        g_TimelineToldBusy = busy;
+        WriteTimelineFileAtomic(TimelineDataFilePath("timeline-state.txt"),
+                                std::to_string(seq) + " " + std::to_string(busy));
+    }
+    if (!wait) return;
+    std::unique_lock<std::mutex> ack(g_TimelineAckMutex);
+    const bool answered = g_TimelineAckCv.wait_for(ack, std::chrono::milliseconds(kTimelineAckWaitMs),
+                                                   [seq] { return g_TimelineAckedSeq >= seq || !g_AppRunning; });
+    if (answered) return;
+    std::lock_guard<std::mutex> lock(g_TimelineStateMutex);  // order: ack mutex, then state mutex
+    g_TimelineGaveUpSeq = seq;
+}
 
 void TimelineAutomationWatcherThread() {
     PlatformNameThread("QVN timeline state");

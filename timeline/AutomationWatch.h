@@ -5,10 +5,22 @@
 #include <cstdint>
 #include <string>
 
+// The last state told ("timeline-state.txt": number, blank, 1 or 0) and to whom, under
+// g_TimelineStateMutex. g_TimelineToldBusy is -1 and g_TimelineToldPid 0 while no editor has been told.
+extern int64_t g_TimelineStateSeq;
+extern int64_t g_TimelineGaveUpSeq;
+extern int32_t g_TimelineToldPid;
+extern int32_t g_TimelineToldBusy;
+
 // The highest state number the editor has acknowledged; only ever raised.
 extern std::atomic<int64_t> g_TimelineAckedSeq;
 
-// Publishes the automation state; `wait` is true when a tool starts a run.
+// How long a tool that starts waits for the editor to take the busy state in.
+inline constexpr int kTimelineAckWaitMs = 500;
+
+// Publishes the automation state (busy while recording, playing or key spamming) to a running editor when
+// it changed or the editor is new. With `wait` (a tool starting a run) it then waits up to half a second
+// for the acknowledgement, and only once for a number that wasn't acknowledged in time. Any thread.
 void NotifyTimelineAutomationState(bool wait);
 
 // Thread body "QVN timeline state": publishes the state every 15 ms while the app runs.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // $XDG_DATA_HOME/Quorvane when that variable holds an absolute path, else ~/.local/share/Quorvane.
 std::string LinuxDataDirPath();
@@ -17,3 +18,6 @@ std::string LinuxAutostartPath();
 
 // The desktop entry that starts the executable at login.
 std::string LinuxAutostartEntry(const std::string& executable);
+
+// Raises the first top-level window that belongs to one of the processes (by _NET_WM_PID).
+void LinuxActivateWindowsOf(const std::vector<int>& pids);

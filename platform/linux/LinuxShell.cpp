@@ -104,8 +104,13 @@ void PlatformInstallQuitHandler(std::function<void()> onQuit) {
     for (int sig : {SIGTERM, SIGINT, SIGHUP}) g_unix_signal_add(sig, OnQuitSignal, nullptr);
 }
 
-void PlatformActivateOtherInstance() {
-    const std::vector<int> pids = OtherInstances();
+void PlatformActivateOtherInstance() { LinuxActivateWindowsOf(OtherInstances()); }
+
+void PlatformActivateProcess(int pid) {
+    if (pid > 0) LinuxActivateWindowsOf({pid});
+}
+
+void LinuxActivateWindowsOf(const std::vector<int>& pids) {
     if (pids.empty()) return;
     Display* dpy = XOpenDisplay(nullptr);
     if (!dpy) return;

@@ -8,12 +8,14 @@ const { png } = require('./png');
 const root = path.resolve(__dirname, '../..');
 const ui = path.join(root, 'ui');
 
-// The page as the native side hands it over: one document, its own files written in.
-function inlinedPage() {
-  const html = fs.readFileSync(path.join(ui, 'index.html'), 'utf8');
+// The page as the native side hands it over: one document, its own files written in (a file that isn't
+// there stays a tag, as in the app).
+function inlinedPage(name = 'index.html') {
+  const html = fs.readFileSync(path.join(ui, name), 'utf8');
+  const text = (f) => (fs.existsSync(path.join(ui, f)) ? fs.readFileSync(path.join(ui, f), 'utf8') : null);
   return html
-    .replace(/<link rel="stylesheet" href="([^"]+)">/g, (_, f) => '<style>' + fs.readFileSync(path.join(ui, f), 'utf8') + '</style>')
-    .replace(/<script src="([^"]+)"><\/script>/g, (_, f) => '<script>' + fs.readFileSync(path.join(ui, f), 'utf8') + '</script>');
+    .replace(/<link rel="stylesheet" href="([^"]+)">/g, (tag, f) => (text(f) === null ? tag : '<style>' + text(f) + '</style>'))
+    .replace(/<script src="([^"]+)"><\/script>/g, (tag, f) => (text(f) === null ? tag : '<script>' + text(f) + '</script>'));
 }
 
 // The document-start script that the app installs in every window, taken from its source.
@@ -113,4 +115,62 @@ async function nextPoll(page) {
   await page.waitForFunction((k) => window.__qvn.calls.filter((c) => c.name === 'getTrackerStatus').length > k + 1, n);
 }
 
-module.exports = { open, close, docs, status, IDLE_LITERAL, calls, clearCalls, setDoc, nextPoll, png };
+// The Timeline Editor's native side: a load answered for the nonce asked, saves recorded and answered with
+// `result` (the master's verdict) for the save's own nonce, and every other call recorded.
+function fakeEditorBridge(init) {
+  const q = (window.__tl = Object.assign({ calls: [], saved: [], load: null, busy: false, theme: 'quorvane', custom: [],
+    accept: { ok: true, message: '' }, result: { ok: true, message: 'Saved.' }, pendingLoad: null, pendingResult: null }, init));
+  const answer = (v) => new Promise((resolve) => setTimeout(() => resolve(v === undefined ? undefined : JSON.parse(JSON.stringify(v))), 1));
+  const fns = {
+    getSharedTheme: () => q.theme,
+    getCustomThemes: () => q.custom,
+    qvnMacAlert: () => undefined,
+    tlGetStatus: () => '',
+    tlRequestLoad: (nonce) => { if (q.load !== null) q.pendingLoad = { nonce, text: JSON.stringify(q.load) }; },
+    tlReadLoad: (nonce) => {
+      if (!q.pendingLoad || q.pendingLoad.nonce !== nonce) return null;
+      const t = q.pendingLoad.text;
+      q.pendingLoad = null;
+      return t;
+    },
+    tlSave: (doc) => {
+      q.saved.push(JSON.parse(JSON.stringify(doc)));
+      if (q.accept.ok) q.pendingResult = Object.assign({ nonce: doc.nonce }, q.result);
+      return q.accept;
+    },
+    tlReadResult: (nonce) => {
+      if (!q.pendingResult || q.pendingResult.nonce !== nonce) return null;
+      const r = q.pendingResult;
+      q.pendingResult = null;
+      return { ok: r.ok, message: r.message };
+    },
+    tlAckAutomation: () => undefined,
+    tlGetAutomation: () => q.busy,
+    tlSetDirty: () => undefined,
+    tlCloseWindow: () => undefined,
+  };
+  for (const [name, fn] of Object.entries(fns)) {
+    window[name] = (...args) => {
+      q.calls.push({ name, args });
+      return answer(fn(...args));
+    };
+  }
+}
+
+// Opens the editor's page; `load` is the load document the master would write (null: it never answers).
+async function openTimeline({ load = null, width = 1100, height = 640, init = {} } = {}) {
+  browser = browser || await chromium.launch({ executablePath: process.env.QVN_CHROMIUM || '/usr/bin/chromium', args: ['--no-sandbox'] });
+  const page = await browser.newPage({ viewport: { width, height } });
+  page.errors = [];
+  page.on('pageerror', (e) => page.errors.push(String(e)));
+  await page.addInitScript(startScript());
+  await page.addInitScript(fakeEditorBridge, Object.assign({ load }, init));
+  const html = inlinedPage('timeline.html');
+  await page.route('http://quorvane.test/', (route) => route.fulfill({ contentType: 'text/html', body: html }));
+  await page.goto('http://quorvane.test/');
+  if (load && !load.error) await page.waitForFunction(() => TL.events().length > 0 || /^0 events/.test(document.getElementById('count').textContent));
+  return page;
+}
+const tlCalls = (page, name) => page.evaluate((n) => window.__tl.calls.filter((c) => c.name === n).map((c) => c.args), name);
+
+module.exports = { open, openTimeline, tlCalls, inlinedPage, close, docs, status, IDLE_LITERAL, calls, clearCalls, setDoc, nextPoll, png };

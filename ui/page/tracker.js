@@ -86,6 +86,8 @@ Q.tracker = (function () {
     return fetching;
   }
   const loadSoon = Q.debounce(loadEvents, 150);
+  // A fetch already under way may have read the list before the change: a fresh one follows it.
+  const reloadEvents = () => (fetching || Promise.resolve()).then(loadEvents);
 
   async function edit(name, arg) {
     await Q.call(name, arg);
@@ -206,5 +208,10 @@ Q.tracker = (function () {
     Q.onStatus(onStatus);
   }
 
-  return { init, fill, loadEvents };
+  return { init, fill, loadEvents, reloadEvents };
 })();
+
+// The native side calls this after the Timeline Editor saved into the active profile.
+function refreshExpertList() {
+  return Q.tracker.reloadEvents();
+}
