@@ -14,10 +14,14 @@ win=$(main_windows | head -n1)
 shot="$QVN_ARTIFACTS/boot-page.png"
 shoot_painted "$shot" "$win" 20 30
 check "a page is painted (window has $colours colours)" test "$colours" -gt 20
-# The red mark of a missing piece (#e5484d).
-red=$(convert "$shot" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -fuzz 10% -fill black +opaque '#e5484d' -fill white -opaque '#e5484d' \
-  -format '%[fx:int(mean*w*h)]' info:)
-check "it marks a missing piece in red ($red pixels)" test "$red" -gt 40
+# The red mark of a missing piece (#e5484d), painted once the page's first status call is answered.
+red_pixels() {
+  import -window root "$shot"
+  red=$(convert "$shot" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -fuzz 10% -fill black +opaque '#e5484d' -fill white \
+    -opaque '#e5484d' -format '%[fx:int(mean*w*h)]' info:)
+  [ "$red" -gt 40 ]
+}
+check "it marks a missing piece in red" wait_for 30 red_pixels
 sleep 2
 check "the main page never came up (no status poll)" test ! -e "$data/status.txt"
 check "and no record of working input was written" test ! -e "$data/inputaccess.txt"
