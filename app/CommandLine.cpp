@@ -62,5 +62,8 @@ CommandLine ParseCommandLine(int argc, const char* const* argv) {
         cl.childArg = argc > 2 ? argv[2] : "";
         return cl;
     }
+    for (int i = 1; i < argc; ++i) {
+        if (argv[i][0] != '-' && argv[i][0] != '\0') cl.files.emplace_back(argv[i]);
+    }
     return cl;
 }

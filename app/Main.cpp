@@ -41,5 +41,5 @@ int main(int argc, char** argv) {
         case RunMode::Child: return RunChildMode(cl.childArg);
         case RunMode::Master: break;
     }
-    return RunMaster();
+    return RunMaster(cl.files);
 }

@@ -1,7 +1,5 @@
 #include "app/Master.h"
 #include "bridge/InlineVendorScripts.h"
-#include "engine/Recorder.h"
-#include "input/InputTap.h"
 #include "platform/Platform.h"
 
 namespace {
@@ -16,9 +14,4 @@ std::string MainUiDocument(const std::string& resourceDir) {
     const std::string page = ReadFile(folder + "/index.html");
     if (page.empty()) return kMissingPage;
     return InlineVendorScripts(page, folder);
-}
-
-bool InputReady() {
-    ConnectRecorderToTap();
-    return PlatformStartInputTap();
 }

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <memory>
 
+#include "app/BootPage.h"
+#include "app/OpenedFiles.h"
 #include "bridge/Ipc.h"
 #include "bridge/MainBindings.h"
 #include "bridge/WebView.h"
@@ -13,6 +15,7 @@
 #include "input/Keys.h"
 #include "persist/AppSettings.h"
 #include "persist/SessionFile.h"
+#include "platform/FileOpen.h"
 #include "platform/Platform.h"
 #include "platform/Window.h"
 #include "themes/ThemeWatch.h"
@@ -23,6 +26,23 @@ namespace {
 
 constexpr const char* kWindowTitle = "Quorvane (Pro Version 1.0.1)";
 
+// A second start passes its files to the master that runs, one message each, as absolute paths: the master's
+// working folder is not ours.
+void HandOverFiles(const std::vector<std::string>& files) {
+    const std::string cwd = PlatformCurrentDirectory();
+    for (const std::string& arg : files) {
+        const std::string path = OpenedPathFromArgument(arg, cwd);
+        if (path.empty()) {
+            std::fprintf(stderr, "Quorvane: \"%s\" is not a file on this computer.\n", arg.c_str());
+        } else if (path.size() + sizeof "openFile|" > kIpcMessageLimit) {
+            std::fprintf(stderr, "Quorvane: the path of \"%s\" is too long to hand to the running Quorvane.\n",
+                         arg.c_str());
+        } else {
+            SendIPCMessage("openFile", path);
+        }
+    }
+}
+
 }  // namespace
 
 void LoadMainUi(WebView& w) {
@@ -30,12 +50,19 @@ void LoadMainUi(WebView& w) {
     w.set_html(MainUiDocument(PlatformResourceDir()));
 }
 
-int RunMaster() {
+int RunMaster(const std::vector<std::string>& files) {
     if (!PlatformAcquireSingleInstanceLock()) {
+        HandOverFiles(files);
         PlatformActivateOtherInstance();
         return 0;
     }
     CleanupUpdateTempFiles();
+    // Served from the window's loop once it runs.
+    const std::string cwd = PlatformCurrentDirectory();
+    for (const std::string& arg : files) {
+        const std::string path = OpenedPathFromArgument(arg, cwd);
+        if (!path.empty()) g_EarlyOpenedPaths.push_back(path);
+    }
 
     // Temporary files of writes that a kill cut short; the files they were meant for are whole.
     PlatformRemoveStaleTempFiles(PlatformDataDir());
@@ -81,9 +108,10 @@ int RunMaster() {
         w.set_size(420, 560, SizeHint::None);
         w.init(kDocumentStartScript);
         BindMainWindow(w);
-        // Without the tap the page still loads: the tools and the page work, hotkeys and recording don't.
-        InputReady();
-        LoadMainUi(w);
+        BindBootPage(w);
+        PlatformKeepPageInView(w.browser());
+        // The main page, or the boot page when global input or the web engine is missing.
+        LoadStartPage(w);
 
         void* window = w.window();
         if (g_HasSavedWindowPos) {
@@ -106,6 +134,8 @@ int RunMaster() {
             w.terminate();
             PlatformCloseOpenDialogs();  // and wakes the loop, which then sees the terminate
         });
+        PlatformInstallFileDrop(window, HandleDroppedFiles);
+        InstallFileOpenHandler(HandleOpenedFiles);
         StartUpdateCheckThread();
 
         w.run();

@@ -11,6 +11,7 @@
 #include "engine/Signals.h"
 #include "persist/AppSettings.h"
 #include "persist/Settings.h"
+#include "platform/FileOpen.h"
 #include "themes/Themes.h"
 #include "timeline/AutomationWatch.h"
 #include "timeline/TimelineExchange.h"
@@ -107,5 +108,8 @@ void HandleIpcCommand(const std::string& command, const std::string& payload) {
         HandleTimelineExport(payload);
     } else if (command == "applyTimelineEdit") {
         HandleTimelineApply(payload, PublishEventList);
+    } else if (command == "openFile") {
+        // A second start's file, for the window's thread; only an absolute path means the same file here.
+        if (!payload.empty() && payload[0] == '/') OpenFilesLater({payload});
     }
 }

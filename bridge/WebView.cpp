@@ -48,6 +48,10 @@ void* WebView::widget() const {
     return handle_ ? webview_get_native_handle(handle_, WEBVIEW_NATIVE_HANDLE_KIND_UI_WIDGET) : nullptr;
 }
 
+void* WebView::browser() const {
+    return handle_ ? webview_get_native_handle(handle_, WEBVIEW_NATIVE_HANDLE_KIND_BROWSER_CONTROLLER) : nullptr;
+}
+
 void WebView::set_title(const std::string& title) {
     if (handle_) webview_set_title(handle_, title.c_str());
 }

@@ -17,8 +17,9 @@ public:
     WebView& operator=(const WebView&) = delete;
 
     bool ok() const { return handle_ != nullptr; }
-    void* window() const;  // the native top-level window
-    void* widget() const;  // the native widget that shows the page
+    void* window() const;   // the native top-level window
+    void* widget() const;   // the native widget that shows the page
+    void* browser() const;  // the web engine's own view (a WebKitWebView)
 
     void set_title(const std::string& title);
     void set_size(int width, int height, SizeHint hint);

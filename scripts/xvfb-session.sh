@@ -2,18 +2,21 @@
 # Runs a command on a private virtual display, inside a private D-Bus session, with HOME and the XDG
 # folders in a fresh temporary folder. Everything it starts it stops again, by pid.
 #
-#   scripts/xvfb-session.sh [--wm] [--keep-home] -- command [args...]
+#   scripts/xvfb-session.sh [--wm] [--keep-home] [--without EXTENSION]... -- command [args...]
 #
 # --wm starts openbox first (window-manager behaviour: frames, minimise, keep-above, activation).
+# --without starts the server without that extension (for instance XTEST).
 # The command sees QVN_TEST_HOME (the temporary home) and DISPLAY.
 set -euo pipefail
 
 wm=0
 keep=0
+server_args=()
 while [ $# -gt 0 ]; do
   case "$1" in
     --wm) wm=1; shift ;;
     --keep-home) keep=1; shift ;;
+    --without) server_args+=(-extension "$2"); shift 2 ;;
     --) shift; break ;;
     *) break ;;
   esac
@@ -41,7 +44,7 @@ fi
 
 # -displayfd picks a free display number and writes it once the server accepts connections.
 exec 3> "$home/display"
-Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp -noreset > "$home/xvfb.log" 2>&1 &
+Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp -noreset ${server_args[@]+"${server_args[@]}"} > "$home/xvfb.log" 2>&1 &
 xvfb_pid=$!
 exec 3>&-
 for _ in $(seq 100); do

@@ -54,4 +54,13 @@ TEST(CommandLineTest, Table) {
     }
 }
 
+TEST(CommandLineTest, TheMastersOtherArgumentsAreFilesToOpen) {
+    EXPECT_EQ(Parse({"a.qvnmacro", "--update-manifest=m", "-x", "", "dir/b c.qvntheme", "file:///t/x.qvnmacro"}).files,
+              (std::vector<std::string>{"a.qvnmacro", "dir/b c.qvntheme", "file:///t/x.qvnmacro"}));
+    // Other modes open nothing: a companion's arguments are its own.
+    EXPECT_TRUE(Parse({"--child", "tracker"}).files.empty());
+    EXPECT_TRUE(Parse({"--timeline", "12"}).files.empty());
+    EXPECT_TRUE(Parse({"a.qvnmacro", "--selftest"}).files.empty());
+}
+
 }  // namespace

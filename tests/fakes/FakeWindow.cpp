@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "platform/Dialogs.h"
+#include "platform/FileOpen.h"
 #include "platform/Window.h"
 
 bool PlatformGetWindowPlacement(void*, int&, int&, int&, int&, bool&) { return false; }
@@ -19,3 +20,15 @@ void PlatformResizeWindowClamped(void*, int w, int h) {
 }
 void PlatformOpenUrl(const std::string& url) { g_FakeWindowCalls.push_back("open " + url); }
 void PlatformShowAlert(const std::string& text) { g_FakeWindowCalls.push_back("alert " + text); }
+
+// The UI thread's loop: queued work runs when a test says so.
+std::vector<std::function<void()>> g_FakeUiQueue;
+void PlatformRunOnUiThread(std::function<void()> fn) {
+    if (g_FakeUiQueue.size() >= 10000) g_FakeUiQueue.clear();  // a queue that nobody runs (fuzzing) stays small
+    g_FakeUiQueue.push_back(std::move(fn));
+}
+void RunFakeUiQueue() {
+    std::vector<std::function<void()>> queued;
+    queued.swap(g_FakeUiQueue);
+    for (auto& fn : queued) fn();
+}

@@ -30,6 +30,9 @@ void ResetAppState();
 // What the fake file choosers return ("" is a cancel).
 extern std::string g_FakeChosenPath;
 
+// Runs what PlatformRunOnUiThread queued, in order (work it queues meanwhile waits for the next call).
+void RunFakeUiQueue();
+
 // Calls into the fake window layer: "resize WxH", "open URL", "alert TEXT".
 extern std::vector<std::string> g_FakeWindowCalls;
 

@@ -101,6 +101,30 @@ async function open({ table = docs(), absent = ['popOutPanel', 'openTimelineEdit
   return page;
 }
 
+// The boot page as the native side fills it in, in a page whose bridge answers the status calls from
+// `statuses` in turn (the last one repeats) and records every call.
+async function openBoot(mode, statuses, { width = 420, height = 560 } = {}) {
+  browser = browser || await chromium.launch({ executablePath: process.env.QVN_CHROMIUM || '/usr/bin/chromium', args: ['--no-sandbox'] });
+  const page = await browser.newPage({ viewport: { width, height } });
+  page.errors = [];
+  page.on('pageerror', (e) => page.errors.push(String(e)));
+  await page.addInitScript(startScript());
+  await page.addInitScript((answers) => {
+    const q = (window.__qvn = { calls: [], statuses: answers });
+    for (const name of ['qvnMacPermissionStatus', 'qvnMacRequestPermission', 'qvnMacOpenSoftwareUpdate', 'qvnMacContinue', 'qvnMacAlert']) {
+      window[name] = (...args) => {
+        q.calls.push({ name, text: JSON.stringify(args).replace(/[[\]"]/g, '') });
+        const answer = name === 'qvnMacPermissionStatus' ? (q.statuses.length > 1 ? q.statuses.shift() : q.statuses[0]) : undefined;
+        return new Promise((resolve) => setTimeout(() => resolve(answer === undefined ? undefined : JSON.parse(JSON.stringify(answer))), 1));
+      };
+    }
+  }, statuses);
+  const html = fs.readFileSync(path.join(ui, 'boot.html'), 'utf8').replace('__QVN_BOOT_MODE__', mode);
+  await page.route('http://quorvane.test/', (route) => route.fulfill({ contentType: 'text/html', body: html }));
+  await page.goto('http://quorvane.test/');
+  return page;
+}
+
 async function close() {
   if (browser) await browser.close();
   browser = null;
@@ -173,4 +197,4 @@ async function openTimeline({ load = null, width = 1100, height = 640, init = {}
 }
 const tlCalls = (page, name) => page.evaluate((n) => window.__tl.calls.filter((c) => c.name === n).map((c) => c.args), name);
 
-module.exports = { open, openTimeline, tlCalls, inlinedPage, close, docs, status, IDLE_LITERAL, calls, clearCalls, setDoc, nextPoll, png };
+module.exports = { open, openBoot, openTimeline, tlCalls, inlinedPage, close, docs, status, IDLE_LITERAL, calls, clearCalls, setDoc, nextPoll, png };

@@ -47,6 +47,8 @@ check "the scalable icon is there" test -s "$prefix/share/icons/hicolor/scalable
 (cd / && exec "$prefix/bin/quorvane") & app=$!
 check "the installed app's window appears" wait_for 20 has_main_window
 check "it runs from the application folder" test "$(readlink "/proc/$app/exe")" = "$appdir/quorvane"
+check "and records this install as one with working input" \
+  wait_for 10 grep -qxF "inputWorked=$appdir/quorvane" "$XDG_DATA_HOME/Quorvane/inputaccess.txt"
 win=$(main_windows | head -n1)
 shot="$QVN_ARTIFACTS/installed.png"
 shoot_painted "$shot" "$win" 20 30

@@ -84,7 +84,9 @@ check "the old copy is gone" wait_for 10 test "$(ls -A "$work/apps")" = "Quorvan
 check "the temporary folder is empty" test -z "$(ls -A "$TMPDIR")"
 check "the page saw the download progress" test "$(field 'r["progress"] >= 2')" = True
 size=$(stat -c %s "$work/served/quorvane-1.0.2.zip")
-check "up to the whole archive" test "$(field 'r["last"]')" = "[$size, $size]"
+# The last report may still be queued for the page when the app ends to make way for the new copy.
+check "counting toward the whole archive" test "$(field 'r["last"][1]')" = "$size"
+check "and never past it" test "$(field 'r["last"][0] <= r["last"][1]')" = True
 check "the page was told of the install (or the app ended first)" test "$(field 'r["answer"] is None')" = True
 cp "$work/served/requests.log" "$QVN_ARTIFACTS/update-requests.log" 2>/dev/null
 finish

@@ -5,9 +5,24 @@
 (function () {
   const POLL_MS = 250;
 
+  // An unchanged status isn't published again: each publication rewrites parts of the page, and repainting
+  // four times a second was most of what an idle window cost. For two seconds after the user changed a
+  // control it is published at every poll all the same, so that a change the native side refused goes back.
+  const REPUBLISH_MS = 2000;
+  let lastText = '';
+  for (const type of ['change', 'click', 'keydown']) {
+    document.addEventListener(type, () => { Q.lastTouchAt = Date.now(); }, true);
+  }
   async function poll() {
     const s = await Q.call('getTrackerStatus');
-    if (s && typeof s === 'object') Q.publishStatus(s);
+    if (s && typeof s === 'object') {
+      const text = JSON.stringify(s);
+      const now = Date.now();
+      if (text !== lastText || now - Q.lastTouchAt < REPUBLISH_MS) {
+        lastText = text;
+        Q.publishStatus(s);
+      }
+    }
     setTimeout(poll, document.hidden ? 4 * POLL_MS : POLL_MS);
   }
 

@@ -146,7 +146,8 @@ var Q = (function () {
   // A control the user just changed ignores the poll for a moment: a status taken before the change
   // would flip it back.
   const touched = new Map();
-  Q.touch = (node) => touched.set(node, Date.now());
+  Q.lastTouchAt = 0;
+  Q.touch = (node) => { Q.lastTouchAt = Date.now(); touched.set(node, Q.lastTouchAt); };
   Q.recentlyTouched = (node) => Date.now() - (touched.get(node) || 0) < 800;
 
   // A pop-out window of one panel binds closeThisWindow; the main window doesn't.
