@@ -14,6 +14,7 @@
 #include "platform/Platform.h"
 #include "platform/Window.h"
 #include "themes/Themes.h"
+#include "timeline/EditorProcess.h"
 
 namespace {
 
@@ -78,6 +79,8 @@ void BindPanelWindow(WebView& w) {
         {"updateEventTime", Relay("updateEventTime")},
         {"optimizeMacro", Signal("optimizeMacro")},
         {"reassignKey", Relay("reassignKey")},
+        // The editor belongs to the master: a panel opens it for its parent.
+        {"openTimelineEditor", [](const std::string&) { return OpenTimelineEditorWindow(PlatformParentProcessId()); }},
         {"qvnMacAlert",
          [&w](const std::string& arg) {
              std::string text;

@@ -71,6 +71,8 @@ void PlatformActivateProcess(int pid);
 bool PlatformProcessIsThisApp(int pid);
 
 int PlatformProcessId();
+// The process that started this one (for a companion process, its master).
+int PlatformParentProcessId();
 
 // Starts this executable again as a pop-out panel: argv is the executable, "--child", arg, with this
 // environment. The themes-changed signal stays blocked in the new process until it can take it. The pid,

@@ -243,6 +243,7 @@ bool PlatformProcessIsThisApp(int pid) {
 }
 
 int PlatformProcessId() { return static_cast<int>(getpid()); }
+int PlatformParentProcessId() { return static_cast<int>(getppid()); }
 
 int PlatformSpawnChild(const std::string& arg) {
     const std::string exe = ExecutablePath();
