@@ -16,8 +16,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ResetSpammerKeySpamDefaults();
     LoadSessionStateFromText(std::string(reinterpret_cast<const char*>(data), size));
     if (!IsValidPlaybackSpeed(fPlaybackSpeed) || !IsValidLoopIntervalMs(iLoopIntervalMs)) __builtin_trap();
-    for (int32_t v : {autoClickIntervalHours, autoClickIntervalMins, autoClickIntervalSecs, autoClickIntervalMs,
-                      keySpamIntervalHours, keySpamIntervalMins, keySpamIntervalSecs, keySpamIntervalMs}) {
+    const int32_t parts[] = {autoClickIntervalHours, autoClickIntervalMins, autoClickIntervalSecs, autoClickIntervalMs,
+                             keySpamIntervalHours,   keySpamIntervalMins,   keySpamIntervalSecs,   keySpamIntervalMs};
+    for (int32_t v : parts) {
         if (!IsValidIntervalPart(v)) __builtin_trap();
     }
     if (!IsValidRepeatTimes(autoClickRepeatTimes) || !IsValidRepeatTimes(keySpamRepeatTimes)) __builtin_trap();
