@@ -192,7 +192,8 @@ async function openTimeline({ load = null, width = 1100, height = 640, init = {}
   const html = inlinedPage('timeline.html');
   await page.route('http://quorvane.test/', (route) => route.fulfill({ contentType: 'text/html', body: html }));
   await page.goto('http://quorvane.test/');
-  if (load && !load.error) await page.waitForFunction(() => TL.events().length > 0 || /^0 events/.test(document.getElementById('count').textContent));
+  // The count reads "0 events" before the load too, so an empty macro is waited for by the load's own message.
+  if (load && !load.error) await page.waitForFunction(() => TL.events().length > 0 || /^Loaded 0 events/.test(document.getElementById('message').textContent));
   return page;
 }
 const tlCalls = (page, name) => page.evaluate((n) => window.__tl.calls.filter((c) => c.name === n).map((c) => c.args), name);
