@@ -69,6 +69,21 @@ std::string Describe(const std::vector<UnifiedEvent>& events) {
 
 std::string Line(const char* what, int code) { return std::string(what) + " " + std::to_string(code) + " "; }
 
+// The Key Spammer on one key and the Spammer where the pointer is, `times` rounds each (0: until stopped).
+void ArmKeySpammer(int vk, int intervalMs, int times) {
+    keySpamTargetCount = 0;
+    AppendKeySpamTarget(vk);
+    keySpamIntervalMs = intervalMs;
+    keySpamRepeatMode = times ? 0 : 1;
+    keySpamRepeatTimes = times;
+}
+void ArmSpammer(int intervalMs, int times) {
+    autoClickIntervalMs = intervalMs;
+    autoClickRepeatMode = times ? 0 : 1;
+    autoClickRepeatTimes = times;
+    autoClickLocationMode = 0;
+}
+
 class TapTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -145,10 +160,7 @@ TEST_F(TapTest, InHoldModeThePressStartsAndTheReleaseStops) {
 // The tools' output and the user's other keys reach the focused window while a swallowed hotkey is held:
 // only the hotkey's press and repeats are kept from it.
 TEST_F(TapTest, WhileAHotkeyIsHeldTheToolsOutputAndOtherKeysReachTheWindow) {
-    keySpamTargetCount = 0;
-    AppendKeySpamTarget(65);
-    keySpamIntervalMs = 10;
-    keySpamRepeatMode = 1;
+    ArmKeySpammer(65, 10, 0);
     g_HoldModeKeySpam = true;
     const int f9 = Code(120), a = Code(65), b = Code(66);
     UserKey(f9, true);
@@ -246,15 +258,9 @@ TEST_F(TapTest, WithTheLockClosedTheHotkeyReachesTheWindowAndTheRecording) {
 
 TEST_F(TapTest, TheProgramsOwnInputNeitherTriggersNorRecords) {
     // The Key Spammer presses the Spammer's own hotkey: it hits our grab, which passes it on.
-    keySpamTargetCount = 0;
-    AppendKeySpamTarget(117);
-    keySpamIntervalMs = 20;
-    keySpamRepeatMode = 0;
-    keySpamRepeatTimes = 5;
+    ArmKeySpammer(117, 20, 5);
     // The Spammer moves to its fixed point and clicks there.
-    autoClickIntervalMs = 20;
-    autoClickRepeatMode = 0;
-    autoClickRepeatTimes = 5;
+    ArmSpammer(20, 5);
     autoClickLocationMode = 1;
     autoClickFixedX = 50;
     autoClickFixedY = 60;
@@ -281,13 +287,8 @@ TEST_F(TapTest, TheProgramsOwnInputNeitherTriggersNorRecords) {
 TEST_F(TapTest, BothSpammersDuringATenSecondRecordingLeaveNothingInIt) {
     UserMoveTo(300, 300);
     Settle();
-    keySpamTargetCount = 0;
-    AppendKeySpamTarget(65);
-    keySpamIntervalMs = 1;
-    keySpamRepeatMode = 1;
-    autoClickIntervalMs = 1;
-    autoClickRepeatMode = 1;
-    autoClickLocationMode = 0;
+    ArmKeySpammer(65, 1, 0);
+    ArmSpammer(1, 0);
     StartRecording();
     isKeySpamming = true;
     Wake(g_KeySpamWake);
