@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The user holds both tools' hotkeys (hold mode) while the Spammer clicks and the Key Spammer presses a
 # four-key chord every 2 ms, and stops them each way there is: the hotkeys' release, the hotkey lock, the
-# screen lock, closing the window, SIGTERM. After each the X server holds no key and no button, and the test
-# window got a release for every press the tools made.
+# screen lock, closing the window, SIGTERM. After each the X server holds no key and no button, the test
+# window got a release for every press the tools made, and the status counted what the window got.
 source "$(dirname "$0")/lib.sh"
 : "${QVN_TEST_WINDOW:?QVN_TEST_WINDOW must name the test window}"
 : "${QVN_SERVER_PROBE:?QVN_SERVER_PROBE must name the server probe}"
@@ -33,6 +33,13 @@ all_released() {
   done
   [ "$(presses Button 1)" = "$(releases Button 1)" ]
 }
+# The status's own count of what the tools made in their last run against what the window got in it.
+measured() {
+  python3 -c 'import json, sys; m = json.loads(open(sys.argv[1]).readline())["measured"]; print(m["clicks"], m["keyPresses"])' \
+    "$data/status.txt" 2> /dev/null
+}
+counted() { echo "$(($(presses Button 1) - clicks_before)) $(($(presses Key "[0-9]+ (a|s|d|f)") - chord_before))"; }
+counts_agree() { [ "$(measured)" = "$(counted)" ]; }
 nothing_held() { "$QVN_SERVER_PROBE" held > "$QVN_ARTIFACTS/held.txt"; }
 both_stopped() { status_has '"autoClicking":false,"keySpamming":false'; }
 both_running() { status_has '"autoClicking":true,"keySpamming":true'; }
@@ -61,9 +68,14 @@ for way in release lock screen-lock close sigterm; do
   if [ "$way" = release ] || [ "$way" = sigterm ]; then start_app "$way"; fi
   keys_before=$(presses Key "[0-9]+ a")
   clicks_before=$(presses Button 1)
+  chord_before=$(presses Key "[0-9]+ (a|s|d|f)")
   hold
   check "[$way] both tools run while their hotkeys are held" wait_for 20 both_ran
   check "[$way] the status says so" wait_for 10 both_running
+  if [ "$way" = release ]; then
+    xdotool key z
+    check "[$way] a key the user types meanwhile reaches the window" wait_for 10 grep -qE '^KeyPress [0-9]+ z$' "$out"
+  fi
   case $way in
     release) let_go ;;
     lock) xdotool key F10 ;;
@@ -85,6 +97,11 @@ for way in release lock screen-lock close sigterm; do
   check "[$way] the server holds no key and no button (it shows: $(tr '\n' ' ' < "$QVN_ARTIFACTS/held.txt"))" \
     nothing_held
   check "[$way] every press of the tools reached the window with its release" wait_for 10 all_released
+  if [ "$way" != close ] && [ "$way" != sigterm ]; then
+    wait_for 10 counts_agree
+    check "[$way] the status counts the clicks and keys the window got (status: $(measured), window: $(counted))" \
+      counts_agree
+  fi
   # Nothing starts again once the hand is off the keys.
   settled=$(wc -l < "$out")
   sleep 0.5
