@@ -1,6 +1,7 @@
 // The input tap on a private display (run it inside scripts/xvfb-session.sh):
 // 1. the rules alone: HandleTapEvent per key event and per recorded move, no X involved;
-// 2. a hotkey press of the simulated user to the grab's answer (XIAllowEvents, wrapped to take a timestamp);
+// 2. a hotkey press of the simulated user to the grab's answer (the ungrab that swallows it, or the replay
+//    of a key that isn't one; XIUngrabDevice and XIAllowEvents are wrapped to take a timestamp);
 // 3. a recording while the simulated user moves the pointer at 1000 Hz for 10 s to a new point each time:
 //    how many of those points the recording lacks, and the processor time of the tap's thread.
 #include <X11/Xlib.h>
@@ -92,6 +93,11 @@ int __real_XIAllowEvents(Display*, int, int, Time);
 int __wrap_XIAllowEvents(Display* d, int device, int mode, Time time) {
     g_LastAnswerNs = NowNs();
     return __real_XIAllowEvents(d, device, mode, time);
+}
+int __real_XIUngrabDevice(Display*, int, Time);
+int __wrap_XIUngrabDevice(Display* d, int device, Time time) {
+    g_LastAnswerNs = NowNs();
+    return __real_XIUngrabDevice(d, device, time);
 }
 }
 
