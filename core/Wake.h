@@ -29,8 +29,9 @@ void WaitForWake(WakeEvent& ev);
 
 // Waits `ms` milliseconds on the steady clock from the moment of the call, or less when `ev` is signalled
 // (the signal is consumed) or the application stops. Sleeps until shortly before the end and yields the
-// processor for the rest, which is where short intervals get their accuracy: the final spin is as long as
-// this thread's sleeps have lately woken late plus 30 us, between 50 us and half a millisecond.
+// processor for the rest, which is where short intervals get their accuracy: the final spin is the 98th
+// percentile of how late this thread's sleeps have lately woken, plus 30 us, between 50 us and half a
+// millisecond.
 void WaitIntervalOrWake(WakeEvent& ev, double ms);
 
 // The final spin of this thread's waits in nanoseconds, as above; for a thread that paces itself with sleeps
