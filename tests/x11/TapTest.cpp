@@ -5,8 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "app/Master.h"
 #include "core/AppState.h"
@@ -16,6 +19,7 @@
 #include "engine/Playback.h"
 #include "engine/Recorder.h"
 #include "engine/Signals.h"
+#include "input/Injection.h"
 #include "input/InputTap.h"
 #include "input/Keys.h"
 #include "input/XSettings.h"
@@ -384,6 +388,44 @@ TEST_F(TapTest, ARecordingKeepsThePausesOfInputThatTheTapGotLate) {
     EXPECT_NEAR(events[3].time - events[2].time, 0.03, 0.02) << Describe(events);
 }
 
+// The program moves the pointer itself (the Spammer's fixed point, playback) between two moves of the
+// user's relative mouse: the user's next move is recorded where the pointer really went, not from the
+// point that the user's earlier moves had led to.
+TEST_F(TapTest, AMoveAfterTheProgramMovedThePointerIsRecordedWhereThePointerIs) {
+    UserMoveTo(100, 100);
+    Settle();
+    std::vector<std::pair<int, int>> real;
+    const auto note = [&] {
+        int x = 0, y = 0;
+        PointerOfServer(x, y);
+        real.emplace_back(x, y);
+    };
+    StartRecording();
+    for (int i = 0; i < 4; ++i) {  // enough for the tap to learn the device and follow it
+        UserMoveBy(2, 2);
+        note();
+        std::this_thread::sleep_for(10ms);
+    }
+    PlatformMoveMouseTo(700, 600);
+    note();
+    UserMoveBy(2, 2);
+    note();
+    Settle();
+    StopRecording();
+    const auto events = Recording();
+    ASSERT_FALSE(events.empty());
+    for (const auto& e : events) {
+        ASSERT_EQ(e.type, EventMoveAbs);
+        const bool wasThere = std::any_of(real.begin(), real.end(), [&](const auto& p) {
+            return std::abs(e.x - p.first) <= 1 && std::abs(e.y - p.second) <= 1;
+        });
+        EXPECT_TRUE(wasThere) << "a move to " << e.x << "," << e.y
+                              << " where the pointer never was: " << Describe(events);
+    }
+    EXPECT_NEAR(events.back().x, real.back().first, 1);
+    EXPECT_NEAR(events.back().y, real.back().second, 1);
+}
+
 TEST_F(TapTest, APressOnOurOwnWindowStaysOutOfTheRecording) {
     ShowOwnWindow(600, 600, 100, 100);
     UserMoveTo(650, 650);
@@ -450,6 +492,34 @@ TEST_F(TapTest, TheDoubleClickTimeComesFromTheDesktopsSettingsManager) {
     EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.25);
     PublishDoubleClickTime(0);
     EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.4);
+}
+
+// Ending a recording asks the desktop for its double-click time, a round trip to the display server. While
+// that waits (here on a server that another client holds), the tap must still get the profile lock.
+TEST_F(TapTest, EndingARecordingAsksTheDesktopWithoutHoldingTheProfiles) {
+    StartRecording();
+    isRecording = false;
+    HoldServer(true);
+    std::atomic<bool> finished{false};
+    std::thread finisher([&] {
+        FinishRecording();
+        finished = true;
+    });
+    std::this_thread::sleep_for(100ms);  // the finisher is well into its wait for the server by now
+    bool lockFree = false;
+    for (int i = 0; i < 30 && !lockFree; ++i) {
+        if (profileMutex.try_lock()) {
+            profileMutex.unlock();
+            lockFree = true;
+        } else {
+            std::this_thread::sleep_for(5ms);
+        }
+    }
+    const bool waitedForServer = !finished;
+    HoldServer(false);
+    finisher.join();
+    EXPECT_TRUE(waitedForServer) << "the double-click time was read without the server";
+    EXPECT_TRUE(lockFree) << "the profile lock was held while the server was asked";
 }
 
 }  // namespace
