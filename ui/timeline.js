@@ -596,21 +596,28 @@ var TL = (function () {
     const s = Math.min((W - 16) / Math.max(1, maxX - minX), (H - 16) / Math.max(1, maxY - minY));
     const px = (v) => 8 + (v - minX) * s, py = (v) => 8 + (v - minY) * s;
     pc.strokeStyle = colors.tracks[0];
-    pc.lineWidth = 1.5;
+    // A hairline, and a point only where the path has moved a pixel: a long macro goes over the same
+    // ground again and again, and a wide stroke of thousands of overlapping segments is slow to rasterise.
+    pc.lineWidth = 1;
     pc.beginPath();
-    let started = false;
+    let lastX = NaN, lastY = NaN;
     each(moves, (e) => {
       if (e[TYPE] !== 0) return;
-      if (started) pc.lineTo(px(e[X]), py(e[Y])); else { pc.moveTo(px(e[X]), py(e[Y])); started = true; }
+      const x = px(e[X]), y = py(e[Y]);
+      if (Math.abs(x - lastX) < 1 && Math.abs(y - lastY) < 1) return;
+      if (lastX === lastX) pc.lineTo(x, y); else pc.moveTo(x, y);
+      lastX = x; lastY = y;
     });
     pc.stroke();
-    // One dot per pixel: clicks repeated at one place are drawn once.
+    // One dot per few pixels (dots overlap at that spacing anyway): clicks repeated at one place, or a
+    // selection of thousands of moves, cost what the panel's area does.
     const dots = (r, pick, radius) => {
-      const done = new Uint8Array(W * H);
+      const step = radius / 2, cols = Math.ceil(W / step) + 1;
+      const done = new Uint8Array(cols * (Math.ceil(H / step) + 1));
       each(r, (e) => {
         if (!pick(e)) return;
         const x = px(e[X]), y = py(e[Y]);
-        const cell = Math.round(y) * W + Math.round(x);
+        const cell = Math.round(y / step) * cols + Math.round(x / step);
         if (done[cell]) return;
         done[cell] = 1;
         pc.beginPath();
