@@ -52,10 +52,11 @@ struct KeyEv {
 
 // The key list as the scenarios walk it: two bytes a press, the key's number (0 to 254; 255 stands for any
 // other number) and the modifier families held, beside the list they were taken from. The scan walks the
-// list once per scenario, and a million presses of 32 bytes don't stay in the cache; their codes do.
+// list once per scenario, and a million presses of 24 bytes don't stay in the cache; their codes do.
 class KeyCodes {
 public:
     explicit KeyCodes(const std::vector<KeyEv>& keys);
+    explicit KeyCodes(std::vector<KeyEv>&&) = delete;  // the list must outlive its codes
 
     static constexpr uint16_t kOtherKey = 0xFF;
     static constexpr size_t kCodes = 1 << 12;  // eight bits of key, four of modifier families
@@ -173,6 +174,7 @@ double FireTime(double previous, double time);
 // after 500 failed attempts. The keys' `at` must not decrease, as BuildKeyList makes them.
 SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>& steps, bool bounded, double windowSec);
 
+// The same on the codes: the scan's way, with the same answers.
 SeqResult MatchSequence(const KeyCodes& keys, const std::vector<Step>& steps, bool bounded, double windowSec);
 
 // `count` keys passing the step within windowSec of the first of them.
