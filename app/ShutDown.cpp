@@ -11,6 +11,7 @@
 #include "platform/Platform.h"
 #include "platform/Window.h"
 #include "themes/Themes.h"
+#include "timeline/AutomationWatch.h"
 
 void CancelUpdates() {
     std::lock_guard<std::mutex> lock(g_UpdateUiMutex);
@@ -62,6 +63,7 @@ void ShutDown() {
     Wake(g_AutoClickWake);
     Wake(g_KeySpamWake);
     Wake(g_PlaybackWake);
+    WakeTimelineWatcher();
 
     for (auto& t : g_Threads) {
         if (t.joinable()) t.join();

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <thread>
 #include <vector>
 
@@ -37,7 +38,7 @@ int64_t PassClock() {
     if (g_StartNs == 0) g_StartNs = now;  // the pass reads the clock first for its start instant
     return now;
 }
-void PassSleep() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
+void PassSleep(int64_t ns) { std::this_thread::sleep_for(std::chrono::nanoseconds(ns)); }
 
 double Percentile(std::vector<double> v, double p) {
     std::sort(v.begin(), v.end());
@@ -85,7 +86,15 @@ int main() {
     }
     isPlaying = true;
     g_AppRunning = true;
+    const auto cpu = [] {
+        timespec t{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+        return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
+    };
+    const double cpuBefore = cpu();
+    const int64_t wallBefore = NowNs();
     PlayMacroPass(events, PlaybackClock{PassClock, PassSleep});
+    const double cpuShare = (cpu() - cpuBefore) / (static_cast<double>(NowNs() - wallBefore) / 1e9);
 
     const int n = std::min<int>(g_RequestCount, static_cast<int>(timedDue.size()));
     std::vector<double> lateUs, keyLateUs, buttonLateUs;
@@ -104,6 +113,7 @@ int main() {
         Percentile(keyLateUs, 0.5), Percentile(keyLateUs, 0.99), Percentile(buttonLateUs, 0.5),
         Percentile(buttonLateUs, 0.99));
     std::printf("  drift at the end (the last request): %.1f us\n", lateUs.empty() ? 0.0 : lateUs.back());
+    std::printf("  the playing thread's processor time: %.1f %% of one core\n", 100.0 * cpuShare);
     g_AppRunning = false;  // ends the keymap watcher
     for (auto& t : g_Threads) t.join();
     return n == static_cast<int>(timedDue.size()) ? 0 : 1;

@@ -105,6 +105,7 @@ void HandleIpcCommand(const std::string& command, const std::string& payload) {
         OptimizeMacro();
         RewriteEventList();
     } else if (command == "timelineExport") {
+        WakeTimelineWatcher();  // an editor has come: it is told the automation state from now on
         HandleTimelineExport(payload);
     } else if (command == "applyTimelineEdit") {
         HandleTimelineApply(payload, PublishEventList);

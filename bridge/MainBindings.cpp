@@ -33,6 +33,29 @@ std::string Trigger(std::atomic<bool>& trigger) {
 
 }  // namespace
 
+namespace {
+
+// The alert's text is a JSON string; decoded properly, since it is shown, not parsed further.
+std::string AlertText(const std::string& arg) {
+    std::string text;
+    if (!JsonFirstStringArg(arg, text)) text = ParseJSString(arg);
+    return text;
+}
+
+}  // namespace
+
+std::string BindShowAlert(const std::string& arg) {
+    PlatformShowAlert(AlertText(arg));
+    return std::string();
+}
+
+std::function<std::string(const std::string&)> BindShowAlertLater(WebView& w) {
+    return [&w](const std::string& arg) {
+        w.dispatch([text = AlertText(arg)] { PlatformShowAlert(text); });
+        return std::string();
+    };
+}
+
 void BindMainWindow(WebView& w) {
     using Fn = std::function<std::string(const std::string&)>;
     const auto none = [](std::string (*fn)()) { return Fn([fn](const std::string&) { return fn(); }); };
@@ -117,14 +140,7 @@ void BindMainWindow(WebView& w) {
         {"getProfiles", none(BindGetProfiles)},
         {"getSettings", none(BuildSettingsJson)},
         {"reassignKey", BindReassignKey},
-        {"qvnMacAlert",
-         [](const std::string& arg) {
-             // The alert's text is a JSON string; decoded properly, since it is shown, not parsed further.
-             std::string text;
-             if (!JsonFirstStringArg(arg, text)) text = ParseJSString(arg);
-             PlatformShowAlert(text);
-             return std::string();
-         }},
+        {"qvnMacAlert", BindShowAlert},
     };
     for (const auto& [name, fn] : table) w.bind(name, fn);
     // Answered later, and only on failure: on success the process ends and the new version starts.

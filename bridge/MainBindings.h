@@ -2,6 +2,7 @@
 // returns the JSON of its result ("" for none).
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "core/BindArgs.h"
@@ -14,6 +15,11 @@ extern const char* const kDocumentStartScript;
 
 // Binds every page function of the main window.
 void BindMainWindow(WebView& w);
+
+// The page's alert(): the native alert with the given text, shown during the call (the main window), or
+// once the call has been answered (a panel or the editor: the alert runs a loop of its own).
+std::string BindShowAlert(const std::string& arg);
+std::function<std::string(const std::string&)> BindShowAlertLater(WebView& w);
 
 // Profile operations; all but BindGetProfiles do nothing while a recording runs.
 std::string BindGetProfiles();

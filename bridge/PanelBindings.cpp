@@ -49,46 +49,26 @@ std::string BeginWindowDrag(WebView& w) {
 }  // namespace
 
 void BindPanelWindow(WebView& w) {
+    // The master's commands: relayed with the page's argument, or carrying nothing.
+    for (const char* name :
+         {"updateSpammer", "updateKeySpam", "removeKeySpamTarget", "setKeySpamChordMode", "setHoldMode",
+          "updateTracker", "setTheme", "deleteEvent", "updateEventTime", "reassignKey"})
+        w.bind(name, Relay(name));
+    for (const char* name : {"startSpammer", "stopSpammer", "startKeySpam", "stopKeySpam", "pickLocation",
+                             "startRecording", "stopRecording", "continueRecording", "undoContinueRecording",
+                             "startPlayback", "stopPlayback", "optimizeMacro"})
+        w.bind(name, Signal(name));
     const std::vector<std::pair<const char*, Fn>> table = {
-        {"updateSpammer", Relay("updateSpammer")},
-        {"startSpammer", Signal("startSpammer")},
-        {"stopSpammer", Signal("stopSpammer")},
-        {"updateKeySpam", Relay("updateKeySpam")},
-        {"startKeySpam", Signal("startKeySpam")},
-        {"stopKeySpam", Signal("stopKeySpam")},
-        {"removeKeySpamTarget", Relay("removeKeySpamTarget")},
-        {"setKeySpamChordMode", Relay("setKeySpamChordMode")},
-        {"pickLocation", Signal("pickLocation")},
-        {"setHoldMode", Relay("setHoldMode")},
-        {"updateTracker", Relay("updateTracker")},
-        {"setTheme", Relay("setTheme")},
         {"getSharedTheme", [](const std::string&) { return JsonEscapeForBind(LoadThemeFromFile()); }},
         {"getCustomThemes", BindGetCustomThemes},
         {"getSkinPiece", BindGetSkinPiece},
         {"getSkinFont", BindGetSkinFont},
-        {"startRecording", Signal("startRecording")},
-        {"stopRecording", Signal("stopRecording")},
-        {"continueRecording", Signal("continueRecording")},
-        {"undoContinueRecording", Signal("undoContinueRecording")},
-        {"startPlayback", Signal("startPlayback")},
-        {"stopPlayback", Signal("stopPlayback")},
         {"getTrackerStatus", [](const std::string&) { return PanelTrackerStatus(); }},
         {"getSettings", [](const std::string&) { return PanelSettings(); }},
         {"getMacroEvents", [](const std::string&) { return LoadMacroEventsFromFile(); }},
-        {"deleteEvent", Relay("deleteEvent")},
-        {"updateEventTime", Relay("updateEventTime")},
-        {"optimizeMacro", Signal("optimizeMacro")},
-        {"reassignKey", Relay("reassignKey")},
         // The editor belongs to the master: a panel opens it for its parent.
         {"openTimelineEditor", [](const std::string&) { return OpenTimelineEditorWindow(PlatformParentProcessId()); }},
-        {"qvnMacAlert",
-         [&w](const std::string& arg) {
-             std::string text;
-             if (!JsonFirstStringArg(arg, text)) text = ParseJSString(arg);
-             // After the page's call has been answered: the alert runs a loop of its own.
-             w.dispatch([text] { PlatformShowAlert(text); });
-             return std::string();
-         }},
+        {"qvnMacAlert", BindShowAlertLater(w)},
         {"resizeWindow", [&w](const std::string& arg) { return BindResizeWindowOf(w.window(), arg); }},
         {"beginWindowDrag", [&w](const std::string&) { return BeginWindowDrag(w); }},
         {"closeThisWindow",

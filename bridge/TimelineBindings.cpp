@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "bridge/Ipc.h"
+#include "bridge/MainBindings.h"
 #include "bridge/WebView.h"
 #include "core/BindArgs.h"
 #include "persist/AppSettings.h"
@@ -31,13 +32,7 @@ void BindTimelineWindow(WebView& w, std::function<void()> close) {
         // The editor keeps no theme of its own: the master's choice is read from its file each time.
         {"getSharedTheme", [](const std::string&) { return JsonEscapeForBind(LoadThemeFromFile()); }},
         {"getCustomThemes", BindGetCustomThemes},
-        {"qvnMacAlert",
-         [&w](const std::string& arg) {
-             std::string text;
-             if (!JsonFirstStringArg(arg, text)) text = ParseJSString(arg);
-             w.dispatch([text] { PlatformShowAlert(text); });
-             return std::string();
-         }},
+        {"qvnMacAlert", BindShowAlertLater(w)},
         {"tlGetStatus", [](const std::string&) { return JsonEscapeForBind(LoadTrackerStatusFromFile()); }},
         {"tlRequestLoad",
          [](const std::string& arg) {

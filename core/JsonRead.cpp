@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/BindArgs.h"
+#include "core/Numbers.h"
 
 namespace {
 
@@ -20,13 +21,6 @@ constexpr std::array<bool, 256> kStringStops = [] {
     t['\\'] = true;
     return t;
 }();
-
-int HexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
 
 void AppendUtf8(std::string& out, uint32_t cp) {
     if (cp < 0x80) {
@@ -127,7 +121,7 @@ private:
         if (s_.size() - p_ < 4) return false;
         value = 0;
         for (int i = 0; i < 4; ++i) {
-            const int h = HexValue(s_[p_++]);
+            const int h = HexDigitValue(s_[p_++]);
             if (h < 0) return false;
             value = value * 16 + static_cast<uint32_t>(h);
         }

@@ -18,6 +18,14 @@ bool ParseFloat(std::string_view text, float& out);
 // As ParseInt, but the number must run to the end of the text (leading white space and a sign allowed).
 bool ParseIntWhole(std::string_view text, int32_t& out);
 
+// The value of one hexadecimal digit (either case), or -1 for any other character.
+inline int HexDigitValue(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
 // Appends a number: integers in decimal, floating point in the shortest of fixed or exponent form with
 // six significant digits (the default of a C++ output stream).
 void AppendInt(std::string& out, int64_t v);

@@ -42,7 +42,13 @@ constexpr double kLatenessFade = 0.99;
 constexpr double kFirstLatenessGuessNs = 120000;
 thread_local double t_WakeLatenessNs = kFirstLatenessGuessNs;
 
-int64_t SpinNs() {
+// About thirty years: long enough for any interval the pages can express, short enough that the deadline
+// can't overflow the clock.
+constexpr double kLongestWaitNs = 1e18;
+
+}  // namespace
+
+int64_t FinalSpinNs() {
     const double spin = t_WakeLatenessNs + kSpinMarginNs;
     return spin >= kSpinNs ? kSpinNs : spin <= kShortestSpinNs ? kShortestSpinNs : static_cast<int64_t>(spin);
 }
@@ -51,11 +57,6 @@ void NoteWakeLateness(double lateNs) {
     const double faded = t_WakeLatenessNs * kLatenessFade;
     t_WakeLatenessNs = lateNs > faded ? lateNs : faded;
 }
-// About thirty years: long enough for any interval the pages can express, short enough that the deadline
-// can't overflow the clock.
-constexpr double kLongestWaitNs = 1e18;
-
-}  // namespace
 
 void WaitIntervalOrWake(WakeEvent& ev, double ms) {
     using Clock = std::chrono::steady_clock;
@@ -64,7 +65,7 @@ void WaitIntervalOrWake(WakeEvent& ev, double ms) {
     // NaN and negative intervals wait for nothing.
     const int64_t total = wanted > 0 ? static_cast<int64_t>(std::fmin(wanted, kLongestWaitNs)) : 0;
     const Clock::time_point end = start + std::chrono::nanoseconds(total);
-    const Clock::time_point coarse = end - std::chrono::nanoseconds(SpinNs());
+    const Clock::time_point coarse = end - std::chrono::nanoseconds(FinalSpinNs());
 
     if (Clock::now() < coarse) {
         std::unique_lock<std::mutex> lock(ev.mutex);

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 
 // A signalled flag with the mutex and condition variable to sleep on it. A wake sets the flag before it
@@ -31,3 +32,9 @@ void WaitForWake(WakeEvent& ev);
 // processor for the rest, which is where short intervals get their accuracy: the final spin is as long as
 // this thread's sleeps have lately woken late plus 30 us, between 50 us and half a millisecond.
 void WaitIntervalOrWake(WakeEvent& ev, double ms);
+
+// The final spin of this thread's waits in nanoseconds, as above; for a thread that paces itself with sleeps
+// of its own (playback) and spins through the end of each.
+int64_t FinalSpinNs();
+// Tells the spin how late one of this thread's sleeps woke.
+void NoteWakeLateness(double lateNs);

@@ -20,7 +20,10 @@ int64_t SteadyNowNs() {
         .count();
 }
 
-void SleepOneMs() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
+// The longest sleep between two looks at the clock: the smooth moves step at this pace.
+constexpr int64_t kLongestSleepNs = 1000000;
+
+void SleepNs(int64_t ns) { std::this_thread::sleep_for(std::chrono::nanoseconds(ns)); }
 
 bool StillPlaying() { return isPlaying && g_AppRunning; }
 
@@ -56,10 +59,16 @@ void PlayMacroPass(const std::vector<UnifiedEvent>& events, const PlaybackClock&
         double due = e.time / speed;
         if (!std::isfinite(due)) due = prevDue;  // a time or speed that isn't a number plays at once, never waits
         const bool smooth = due > prevDue && e.type == EventMoveAbs;
-        // Against the pass's start instant, never the previous event, so lateness doesn't add up. The last
-        // 2 ms are spun, not slept: a sleep would overshoot by up to its own granularity.
+        // Against the pass's start instant, never the previous event, so lateness doesn't add up. Sleeps of
+        // at most a millisecond (the smooth moves step between them) lead up to the due time; the rest is
+        // spun, for as long as this thread's sleeps have lately woken late, since a sleep overshoots. A smooth
+        // step before a sleep counts as lateness too: it holds up the next look just as a late wake does.
+        int64_t sleptUntilNs = -1;
         for (;;) {
-            const double elapsed = static_cast<double>(clock.nowNs() - start) / 1e9;
+            const int64_t now = clock.nowNs();
+            if (sleptUntilNs >= 0) NoteWakeLateness(static_cast<double>(now - sleptUntilNs));
+            sleptUntilNs = -1;
+            const double elapsed = static_cast<double>(now - start) / 1e9;
             if (elapsed >= due || !StillPlaying()) break;
             if (smooth) {
                 const double fraction = std::clamp((elapsed - prevDue) / (due - prevDue), 0.0, 1.0);
@@ -72,7 +81,14 @@ void PlayMacroPass(const std::vector<UnifiedEvent>& events, const PlaybackClock&
                 }
             }
             // Written so that a due time that isn't a number (a speed of 0) sleeps rather than spins.
-            if (!(due - elapsed <= 0.002)) clock.sleep1ms();
+            const double sleepNs = (due - elapsed) * 1e9 - static_cast<double>(FinalSpinNs());
+            if (!(sleepNs <= 0)) {
+                const int64_t ns = sleepNs < kLongestSleepNs ? static_cast<int64_t>(sleepNs) : kLongestSleepNs;
+                clock.sleepNs(ns);
+                sleptUntilNs = now + ns;
+            } else {
+                std::this_thread::yield();
+            }
         }
         prevDue = due;
         if (!StillPlaying()) break;
@@ -106,7 +122,7 @@ void PlaybackThread() {
     PlatformNameThread("QVN playback");
     PlatformRaiseThreadPriority();
     if (!g_AppRunning) return;
-    const PlaybackClock clock{SteadyNowNs, SleepOneMs};
+    const PlaybackClock clock{SteadyNowNs, SleepNs};
     std::vector<UnifiedEvent> events;
     while (g_AppRunning) {
         if (!isPlaying) {

@@ -10,10 +10,11 @@
 // Thread body "QVN playback". Follows isPlaying, which ProcessSignals sets and clears.
 void PlaybackThread();
 
-// The clock of a pass: nanoseconds on a steady clock, and a sleep of about a millisecond.
+// The clock of a pass: nanoseconds on a steady clock, and a sleep of about the nanoseconds asked (at most a
+// millisecond is asked at once).
 struct PlaybackClock {
     int64_t (*nowNs)();
-    void (*sleep1ms)();
+    void (*sleepNs)(int64_t ns);
 };
 
 // One pass over `events`: the cursor goes to the first recorded point at once, then every event waits for

@@ -1,5 +1,7 @@
 #include "engine/Signals.h"
 
+#include <string>
+
 #include "core/AppState.h"
 #include "core/BindArgs.h"
 #include "core/Threads.h"
@@ -60,6 +62,21 @@ void ReleaseSpammerButtons() {
     PlatformMouseButtonUp(2);
 }
 
+// A start that can do nothing (a counted run of 0 rounds, a Key Spammer without keys) is told to the page,
+// so that a hotkey doesn't seem dead. A macro's own starts are not: its playback goes on regardless.
+void TellIfStartDoesNothing(bool spammer) {
+    if (isPlaying || !g_MasterEvalFn) return;
+    const char* why = nullptr;
+    if (spammer) {
+        if (autoClickRepeatMode == 0 && autoClickRepeatTimes <= 0) why = "sp-rounds";
+    } else if (keySpamTargetCount <= 0) {
+        why = "ks-keys";
+    } else if (keySpamRepeatMode == 0 && keySpamRepeatTimes <= 0) {
+        why = "ks-rounds";
+    }
+    if (why) g_MasterEvalFn(std::string("if (window.onToolStartIgnored) window.onToolStartIgnored('") + why + "');");
+}
+
 }  // namespace
 
 void SignalProcessorThread() {
@@ -117,11 +134,13 @@ void ProcessSignals() {
 
     if (Take(triggerAutoClicker)) {
         const bool nowClicking = !isAutoClicking;
+        if (nowClicking) TellIfStartDoesNothing(true);
         isAutoClicking = nowClicking;
         if (!nowClicking) ReleaseSpammerButtons();
         WakeAutoClickThread();
     }
     if (Take(triggerAutoClickStart) && !isAutoClicking) {
+        TellIfStartDoesNothing(true);
         isAutoClicking = true;
         WakeAutoClickThread();
     }
@@ -135,14 +154,18 @@ void ProcessSignals() {
         if (isKeySpamming) {
             isKeySpamming = false;
             ReleaseAllKeySpamTargets();
-        } else if (keySpamTargetCount > 0) {
-            isKeySpamming = true;
+        } else {
+            TellIfStartDoesNothing(false);
+            if (keySpamTargetCount > 0) isKeySpamming = true;
         }
         WakeKeySpamThread();
     }
-    if (Take(triggerKeySpamStart) && !isKeySpamming && keySpamTargetCount > 0) {
-        isKeySpamming = true;
-        WakeKeySpamThread();
+    if (Take(triggerKeySpamStart) && !isKeySpamming) {
+        TellIfStartDoesNothing(false);
+        if (keySpamTargetCount > 0) {
+            isKeySpamming = true;
+            WakeKeySpamThread();
+        }
     }
     if (Take(triggerKeySpamStop) && isKeySpamming) {
         isKeySpamming = false;

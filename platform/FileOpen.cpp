@@ -2,6 +2,8 @@
 
 #include <cctype>
 
+#include "core/Numbers.h"
+
 std::vector<std::string> g_EarlyOpenedPaths;
 OpenedFilesHandler g_OnFiles;
 
@@ -39,13 +41,6 @@ bool EndsWithLower(const std::string& path, const std::string& suffix) {
     return true;
 }
 
-int HexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 }  // namespace
 
 bool HasOpenableExtension(const std::string& path) {
@@ -65,8 +60,8 @@ std::string OpenedPathFromArgument(const std::string& arg, const std::string& cw
                 path += rest[i];
                 continue;
             }
-            const int hi = i + 2 < rest.size() ? HexValue(rest[i + 1]) : -1;
-            const int lo = i + 2 < rest.size() ? HexValue(rest[i + 2]) : -1;
+            const int hi = i + 2 < rest.size() ? HexDigitValue(rest[i + 1]) : -1;
+            const int lo = i + 2 < rest.size() ? HexDigitValue(rest[i + 2]) : -1;
             if (hi < 0 || lo < 0 || (hi == 0 && lo == 0)) return "";
             path += static_cast<char>(hi * 16 + lo);
             i += 2;

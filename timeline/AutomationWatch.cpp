@@ -1,7 +1,8 @@
 #include "timeline/AutomationWatch.h"
 
 #include <chrono>
-#include <thread>
+#include <condition_variable>
+#include <mutex>
 
 #include "core/AppState.h"
 #include "core/Threads.h"
@@ -45,13 +46,39 @@ void NotifyTimelineAutomationState(bool wait) {
     g_TimelineGaveUpSeq = seq;
 }
 
+namespace {
+
+std::mutex g_WatchMutex;
+std::condition_variable g_WatchCv;
+bool g_WatchWoken = false;
+
+}  // namespace
+
+void WakeTimelineWatcher() {
+    {
+        std::lock_guard<std::mutex> lock(g_WatchMutex);
+        g_WatchWoken = true;
+    }
+    g_WatchCv.notify_one();
+}
+
 void TimelineAutomationWatcherThread() {
     PlatformNameThread("QVN timeline state");
     PlatformRaiseThreadPriority();
     if (!g_AppRunning) return;
     while (g_AppRunning) {
         NotifyTimelineAutomationState(false);
-        std::this_thread::sleep_for(std::chrono::milliseconds(15));
+        bool editor = false;
+        {
+            std::lock_guard<std::mutex> lock(g_TimelineStateMutex);
+            editor = g_TimelineToldPid != 0;
+        }
+        // Every 15 ms while an editor runs. Without one the app is idle here: an editor that comes asks for
+        // its macro (or is started by us), which wakes this thread; the second's look is for one that hasn't.
+        std::unique_lock<std::mutex> lock(g_WatchMutex);
+        g_WatchCv.wait_for(lock, std::chrono::milliseconds(editor ? kTimelineWatchMs : kTimelineIdleWatchMs),
+                           [] { return g_WatchWoken || !g_AppRunning; });
+        g_WatchWoken = false;
     }
 }
 

@@ -23,8 +23,14 @@ inline constexpr int kTimelineAckWaitMs = 500;
 // for the acknowledgement, and only once for a number that wasn't acknowledged in time. Any thread.
 void NotifyTimelineAutomationState(bool wait);
 
-// Thread body "QVN timeline state": publishes the state every 15 ms while the app runs.
+// Thread body "QVN timeline state": publishes the state every 15 ms while an editor runs, and looks for
+// one once a second (or when woken) while none does.
+inline constexpr int kTimelineWatchMs = 15;
+inline constexpr int kTimelineIdleWatchMs = 1000;
 void TimelineAutomationWatcherThread();
+
+// Wakes the watcher at once: an editor asked for its macro or was just started, or the app is ending.
+void WakeTimelineWatcher();
 
 // "timelineAck": 1 to 10 decimal digits, else ignored. Raises g_TimelineAckedSeq to that number (never
 // lowers it) and wakes whoever waits on g_TimelineAckCv. Runs on the IPC server's thread.

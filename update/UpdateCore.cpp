@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "core/Numbers.h"
 #include "update/UpdateBuild.h"
 
 namespace UpdateCore {
@@ -169,22 +170,11 @@ bool ExtractJsonBoolField(const std::string& text, const std::string& key, bool 
     return fallback;
 }
 
-namespace {
-
-int HexValue(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
-}  // namespace
-
 std::vector<unsigned char> HexDecode(const std::string& text) {
     std::vector<unsigned char> out;
     if (text.size() % 2 != 0) return out;
     for (size_t i = 0; i + 1 < text.size(); i += 2) {
-        const int hi = HexValue(text[i]), lo = HexValue(text[i + 1]);
+        const int hi = HexDigitValue(text[i]), lo = HexDigitValue(text[i + 1]);
         if (hi < 0 || lo < 0) break;
         out.push_back(static_cast<unsigned char>(hi * 16 + lo));
     }

@@ -3,7 +3,9 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <thread>
+#include <utility>
 
 #include "core/AppState.h"
 #include "core/Wake.h"
@@ -13,15 +15,19 @@
 
 namespace {
 
-// A clock that moves 20 us at each look and 1 ms at each sleep; a stop can be scheduled on it.
+// A clock that moves 20 us at each look and by the time asked at each sleep, plus an overshoot; a stop can be
+// scheduled on it.
 int64_t g_FakeNs = 0;
 int64_t g_StopAtNs = -1;
+int64_t g_SleepOvershootNs = 0;
+int g_Looks = 0;
 int64_t FakeNow() {
+    ++g_Looks;
     g_FakeNs += 20000;
     if (g_StopAtNs >= 0 && g_FakeNs >= g_StopAtNs) isPlaying = false;
     return g_FakeNs;
 }
-void FakeSleep() { g_FakeNs += 1000000; }
+void FakeSleep(int64_t ns) { g_FakeNs += ns + g_SleepOvershootNs; }
 std::string Stamp() { return std::to_string(g_FakeNs / 1000000); }  // whole milliseconds
 
 const PlaybackClock kFakeClock{FakeNow, FakeSleep};
@@ -35,6 +41,7 @@ protected:
         ResetAppState();
         g_FakeNs = 0;
         g_StopAtNs = -1;
+        g_SleepOvershootNs = 0;
         isPlaying = true;
         g_FakeCallStamp = Stamp;
     }
@@ -55,6 +62,33 @@ TEST_F(PlaybackTest, DueTimesFollowTheSpeed) {
     EXPECT_EQ(Play(keys), (V{"key 65 down @500", "key 65 up @1000", "key 66 down @1000"}));
     fPlaybackSpeed = 2.0f;
     EXPECT_EQ(Play(keys), (V{"key 65 down @250", "key 65 up @500", "key 66 down @500"}));
+}
+
+// Sleeps lead up to a due time and only a last stretch is spun, as long as the sleeps have lately woken late:
+// a sleep that overshoots by 300 us still lets the event out on time, and the spin costs a few looks at the
+// clock, not a millisecond's worth of them.
+TEST_F(PlaybackTest, SleepsUpToTheDueTimeAndSpinsOnlyAsLongAsSleepsWakeLate) {
+    g_FakeCallStamp = [] { return std::to_string(g_FakeNs / 1000); };  // microseconds
+    g_SleepOvershootNs = 300000;
+    g_Looks = 0;
+    auto calls = Play({Key(65, true, 0.5), Key(65, false, 0.9)});
+    ASSERT_EQ(calls.size(), 2u);
+    long long at = 0;
+    for (const auto& [call, due] : {std::pair{calls[0], 500000}, std::pair{calls[1], 900000}}) {
+        ASSERT_EQ(std::sscanf(call.c_str(), "key 65 %*s @%lld", &at), 1) << call;
+        EXPECT_GE(at, due) << call;
+        EXPECT_LT(at, due + 60) << call;  // a few looks late at most
+    }
+    // About 0.9 s in sleeps of 1.32 ms, and a few looks before each key; spinning through the last 2 ms
+    // would take a hundred more for each.
+    EXPECT_LT(g_Looks, 780) << g_Looks << " looks";
+
+    // On time sleeps: the spin shrinks back, and the keys are still on time.
+    g_SleepOvershootNs = 0;
+    for (int i = 0; i < 3; ++i) calls = Play({Key(65, true, 0.5)});
+    ASSERT_EQ(std::sscanf(calls[0].c_str(), "key 65 %*s @%lld", &at), 1) << calls[0];
+    EXPECT_GE(at, 500000);
+    EXPECT_LT(at, 500060);
 }
 
 TEST_F(PlaybackTest, CursorPlacementAndSmoothMoves) {

@@ -112,6 +112,51 @@ TEST_F(SignalsTest, TriggerTable) {
     }
 }
 
+// A start that can't do anything is told to the page (a hotkey must not seem dead); a macro's are not.
+TEST_F(SignalsTest, AStartThatDoesNothingIsToldToThePage) {
+    struct Case {
+        const char* name;
+        std::atomic<bool>* trigger;
+        int rounds;  // -1: until stopped
+        int targets;
+        bool playing;
+        std::string told;
+    };
+    const std::vector<Case> table = {
+        {"spammer hotkey, 0 rounds", &triggerAutoClicker, 0, 1, false, "sp-rounds"},
+        {"spammer hold start, 0 rounds", &triggerAutoClickStart, 0, 1, false, "sp-rounds"},
+        {"spammer, 5 rounds", &triggerAutoClicker, 5, 1, false, ""},
+        {"spammer until stopped", &triggerAutoClicker, -1, 1, false, ""},
+        {"a macro starts the spammer with 0 rounds", &triggerAutoClickStart, 0, 1, true, ""},
+        {"key spammer hotkey without keys", &triggerKeySpam, 5, 0, false, "ks-keys"},
+        {"key spammer hold start without keys", &triggerKeySpamStart, -1, 0, false, "ks-keys"},
+        {"key spammer hotkey, 0 rounds", &triggerKeySpam, 0, 1, false, "ks-rounds"},
+        {"key spammer, 3 rounds", &triggerKeySpamStart, 3, 1, false, ""},
+    };
+    std::vector<std::string> scripts;
+    g_MasterEvalFn.Set([&scripts](const std::string& script) { scripts.push_back(script); });
+    for (const auto& c : table) {
+        SCOPED_TRACE(c.name);
+        ResetAppState();
+        scripts.clear();
+        keySpamTargetCount = c.targets;
+        autoClickRepeatMode = c.rounds < 0 ? 1 : 0;
+        keySpamRepeatMode = c.rounds < 0 ? 1 : 0;
+        autoClickRepeatTimes = c.rounds < 0 ? 10 : c.rounds;
+        keySpamRepeatTimes = c.rounds < 0 ? 10 : c.rounds;
+        isPlaying = c.playing;
+        *c.trigger = true;
+        ProcessSignals();
+        if (c.told.empty()) {
+            EXPECT_TRUE(scripts.empty());
+        } else {
+            ASSERT_EQ(scripts.size(), 1u);
+            EXPECT_NE(scripts[0].find("onToolStartIgnored('" + c.told + "')"), std::string::npos) << scripts[0];
+        }
+    }
+    g_MasterEvalFn.Clear();
+}
+
 TEST_F(SignalsTest, ToolTogglesAreRecordedAgainstTheStartOfThePass) {
     triggerRecordStart = true;
     ProcessSignals();

@@ -162,6 +162,28 @@ void UserMoveTo(int x, int y) {
     XSync(g_User, False);
 }
 
+void UserMoveBy(int dx, int dy) {
+    int axes[2] = {dx, dy};
+    XTestFakeDeviceMotionEvent(g_User, g_UserMouse, True, 0, axes, 2, CurrentTime);
+    XSync(g_User, False);
+}
+
+void PointerOfServer(int& x, int& y) {
+    Window root = 0, child = 0;
+    int wx = 0, wy = 0;
+    unsigned mask = 0;
+    XQueryPointer(g_Display, DefaultRootWindow(g_Display), &root, &child, &x, &y, &wx, &wy, &mask);
+}
+
+void HoldServer(bool hold) {
+    if (hold) {
+        XGrabServer(g_Display);
+    } else {
+        XUngrabServer(g_Display);
+    }
+    XSync(g_Display, False);
+}
+
 void ShowOwnWindow(int x, int y, int width, int height) {
     XSetWindowAttributes a{};
     a.override_redirect = True;

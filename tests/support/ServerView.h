@@ -44,6 +44,12 @@ bool OpenSimulatedUser();
 void UserKey(int keycode, bool down);
 void UserButton(int button, bool down);
 void UserMoveTo(int x, int y);
+// A relative move of the user's mouse, as a hand moves it.
+void UserMoveBy(int dx, int dy);
+// Where the server has the pointer.
+void PointerOfServer(int& x, int& y);
+// Grabs the server from the test's connection (every other client's requests wait), or lets it go.
+void HoldServer(bool hold);
 
 // A small window of this process at a point, above the test window: "one of the program's own".
 void ShowOwnWindow(int x, int y, int width, int height);

@@ -174,6 +174,31 @@ TEST_F(AutomationState, AnAcknowledgementEndsTheWaitAndOldOnesNeverLowerIt) {
     EXPECT_NE(Contents("timeline-state.txt"), before);
 }
 
+// The watcher looks only once a second while no editor runs, so an editor that comes must wake it: its
+// first state is written at once, not up to a second later. And it ends at once with the app.
+TEST_F(AutomationState, TheWatcherIsWokenByAnEditorThatComesAndEndsWithTheApp) {
+    PlatformDeleteFile(Path("timeline.pid"));
+    PlatformDeleteFile(Path("timeline-state.txt"));
+    std::thread watcher(TimelineAutomationWatcherThread);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // it looked, found none, and sleeps
+    Put("timeline.pid", std::to_string(getpid()));
+    const auto woken = std::chrono::steady_clock::now();
+    WakeTimelineWatcher();
+    while (Contents("timeline-state.txt") == "<missing>" &&
+           std::chrono::steady_clock::now() - woken < std::chrono::seconds(2))
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    EXPECT_LT(std::chrono::steady_clock::now() - woken, std::chrono::milliseconds(kTimelineIdleWatchMs / 2));
+    EXPECT_NE(Contents("timeline-state.txt"), "<missing>");
+
+    PlatformDeleteFile(Path("timeline.pid"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // it has seen the editor go: a long sleep
+    const auto stop = std::chrono::steady_clock::now();
+    g_AppRunning = false;
+    WakeTimelineWatcher();
+    watcher.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - stop, std::chrono::milliseconds(kTimelineIdleWatchMs / 2));
+}
+
 TEST(TimelineEditorPid, AStaleIdIsNotAnEditor) {
     Put("timeline.pid", "1");  // init: alive, but not this program
     EXPECT_EQ(OpenTimelineEditorPid(), 0);

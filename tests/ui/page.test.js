@@ -95,6 +95,15 @@ test('number fields: the range is shown, a corrected value is marked and said, a
   assert.equal((await h.calls(page, 'takeNotices')).length, 1);
 
   assert.equal(await page.getAttribute('#sp-h', 'title'), 'From 0 to 1,000,000');
+  await page.focus('#tr-speed');
+  assert.equal(await page.textContent('#range-hint'), '0.1 to 100');
+  await page.focus('#sp-h');  // shown under the field that has the focus, and only while it has
+  assert.equal(await page.textContent('#range-hint'), '0 to 1,000,000, whole numbers');
+  const [hint, field] = await Promise.all(['#range-hint', '#sp-h'].map((s) => page.$eval(s, (e) => e.getBoundingClientRect().toJSON())));
+  assert.ok(hint.top >= field.bottom && hint.top - field.bottom < 10, JSON.stringify({ hint, field }));
+  await page.screenshot({ path: path.join(artifacts, 'range-hint.png') });
+  await page.focus('#sp-start');
+  assert.equal(await page.isVisible('#range-hint'), false);
   assert.equal(await page.getAttribute('#tr-speed', 'max'), '100');
   await set(page, '#sp-h', 99999999999);
   await toastSays(page, /Hours between clicks: "99999999999" is outside 0 to 1,000,000 \(whole numbers\), so it is now 1,000,000\./);
@@ -116,6 +125,10 @@ test('number fields: the range is shown, a corrected value is marked and said, a
   await page.click('#sp-start');
   await toastSays(page, /The Spammer is set to run 0 times, so Start and its hotkey do nothing/);
   assert.deepEqual(await h.calls(page, 'startSpammer'), []);
+  // A hotkey's start that did nothing, as the native side tells it.
+  await page.evaluate(() => window.onToolStartIgnored('ks-keys'));
+  await toastSays(page, /The Key Spammer has no keys to press, so its hotkey does nothing/);
+  assert.equal(await page.evaluate(() => document.activeElement.id), 'ks-add');
   await page.screenshot({ path: path.join(artifacts, 'number-fields.png') });
   assert.deepEqual(page.errors, []);
 });

@@ -5,8 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "app/Master.h"
 #include "core/AppState.h"
@@ -16,6 +19,7 @@
 #include "engine/Playback.h"
 #include "engine/Recorder.h"
 #include "engine/Signals.h"
+#include "input/Injection.h"
 #include "input/InputTap.h"
 #include "input/Keys.h"
 #include "input/XSettings.h"
@@ -64,6 +68,21 @@ std::string Describe(const std::vector<UnifiedEvent>& events) {
 }
 
 std::string Line(const char* what, int code) { return std::string(what) + " " + std::to_string(code) + " "; }
+
+// The Key Spammer on one key and the Spammer where the pointer is, `times` rounds each (0: until stopped).
+void ArmKeySpammer(int vk, int intervalMs, int times) {
+    keySpamTargetCount = 0;
+    AppendKeySpamTarget(vk);
+    keySpamIntervalMs = intervalMs;
+    keySpamRepeatMode = times ? 0 : 1;
+    keySpamRepeatTimes = times;
+}
+void ArmSpammer(int intervalMs, int times) {
+    autoClickIntervalMs = intervalMs;
+    autoClickRepeatMode = times ? 0 : 1;
+    autoClickRepeatTimes = times;
+    autoClickLocationMode = 0;
+}
 
 class TapTest : public ::testing::Test {
 protected:
@@ -141,10 +160,7 @@ TEST_F(TapTest, InHoldModeThePressStartsAndTheReleaseStops) {
 // The tools' output and the user's other keys reach the focused window while a swallowed hotkey is held:
 // only the hotkey's press and repeats are kept from it.
 TEST_F(TapTest, WhileAHotkeyIsHeldTheToolsOutputAndOtherKeysReachTheWindow) {
-    keySpamTargetCount = 0;
-    AppendKeySpamTarget(65);
-    keySpamIntervalMs = 10;
-    keySpamRepeatMode = 1;
+    ArmKeySpammer(65, 10, 0);
     g_HoldModeKeySpam = true;
     const int f9 = Code(120), a = Code(65), b = Code(66);
     UserKey(f9, true);
@@ -242,15 +258,9 @@ TEST_F(TapTest, WithTheLockClosedTheHotkeyReachesTheWindowAndTheRecording) {
 
 TEST_F(TapTest, TheProgramsOwnInputNeitherTriggersNorRecords) {
     // The Key Spammer presses the Spammer's own hotkey: it hits our grab, which passes it on.
-    keySpamTargetCount = 0;
-    AppendKeySpamTarget(117);
-    keySpamIntervalMs = 20;
-    keySpamRepeatMode = 0;
-    keySpamRepeatTimes = 5;
+    ArmKeySpammer(117, 20, 5);
     // The Spammer moves to its fixed point and clicks there.
-    autoClickIntervalMs = 20;
-    autoClickRepeatMode = 0;
-    autoClickRepeatTimes = 5;
+    ArmSpammer(20, 5);
     autoClickLocationMode = 1;
     autoClickFixedX = 50;
     autoClickFixedY = 60;
@@ -277,13 +287,8 @@ TEST_F(TapTest, TheProgramsOwnInputNeitherTriggersNorRecords) {
 TEST_F(TapTest, BothSpammersDuringATenSecondRecordingLeaveNothingInIt) {
     UserMoveTo(300, 300);
     Settle();
-    keySpamTargetCount = 0;
-    AppendKeySpamTarget(65);
-    keySpamIntervalMs = 1;
-    keySpamRepeatMode = 1;
-    autoClickIntervalMs = 1;
-    autoClickRepeatMode = 1;
-    autoClickLocationMode = 0;
+    ArmKeySpammer(65, 1, 0);
+    ArmSpammer(1, 0);
     StartRecording();
     isKeySpamming = true;
     Wake(g_KeySpamWake);
@@ -383,6 +388,44 @@ TEST_F(TapTest, ARecordingKeepsThePausesOfInputThatTheTapGotLate) {
     EXPECT_NEAR(events[3].time - events[2].time, 0.03, 0.02) << Describe(events);
 }
 
+// The program moves the pointer itself (the Spammer's fixed point, playback) between two moves of the
+// user's relative mouse: the user's next move is recorded where the pointer really went, not from the
+// point that the user's earlier moves had led to.
+TEST_F(TapTest, AMoveAfterTheProgramMovedThePointerIsRecordedWhereThePointerIs) {
+    UserMoveTo(100, 100);
+    Settle();
+    std::vector<std::pair<int, int>> real;
+    const auto note = [&] {
+        int x = 0, y = 0;
+        PointerOfServer(x, y);
+        real.emplace_back(x, y);
+    };
+    StartRecording();
+    for (int i = 0; i < 4; ++i) {  // enough for the tap to learn the device and follow it
+        UserMoveBy(2, 2);
+        note();
+        std::this_thread::sleep_for(10ms);
+    }
+    PlatformMoveMouseTo(700, 600);
+    note();
+    UserMoveBy(2, 2);
+    note();
+    Settle();
+    StopRecording();
+    const auto events = Recording();
+    ASSERT_FALSE(events.empty());
+    for (const auto& e : events) {
+        ASSERT_EQ(e.type, EventMoveAbs);
+        const bool wasThere = std::any_of(real.begin(), real.end(), [&](const auto& p) {
+            return std::abs(e.x - p.first) <= 1 && std::abs(e.y - p.second) <= 1;
+        });
+        EXPECT_TRUE(wasThere) << "a move to " << e.x << "," << e.y
+                              << " where the pointer never was: " << Describe(events);
+    }
+    EXPECT_NEAR(events.back().x, real.back().first, 1);
+    EXPECT_NEAR(events.back().y, real.back().second, 1);
+}
+
 TEST_F(TapTest, APressOnOurOwnWindowStaysOutOfTheRecording) {
     ShowOwnWindow(600, 600, 100, 100);
     UserMoveTo(650, 650);
@@ -449,6 +492,34 @@ TEST_F(TapTest, TheDoubleClickTimeComesFromTheDesktopsSettingsManager) {
     EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.25);
     PublishDoubleClickTime(0);
     EXPECT_DOUBLE_EQ(PlatformDoubleClickSeconds(), 0.4);
+}
+
+// Ending a recording asks the desktop for its double-click time, a round trip to the display server. While
+// that waits (here on a server that another client holds), the tap must still get the profile lock.
+TEST_F(TapTest, EndingARecordingAsksTheDesktopWithoutHoldingTheProfiles) {
+    StartRecording();
+    isRecording = false;
+    HoldServer(true);
+    std::atomic<bool> finished{false};
+    std::thread finisher([&] {
+        FinishRecording();
+        finished = true;
+    });
+    std::this_thread::sleep_for(100ms);  // the finisher is well into its wait for the server by now
+    bool lockFree = false;
+    for (int i = 0; i < 30 && !lockFree; ++i) {
+        if (profileMutex.try_lock()) {
+            profileMutex.unlock();
+            lockFree = true;
+        } else {
+            std::this_thread::sleep_for(5ms);
+        }
+    }
+    const bool waitedForServer = !finished;
+    HoldServer(false);
+    finisher.join();
+    EXPECT_TRUE(waitedForServer) << "the double-click time was read without the server";
+    EXPECT_TRUE(lockFree) << "the profile lock was held while the server was asked";
 }
 
 }  // namespace

@@ -8,11 +8,8 @@ if xdpyinfo -queryExtensions | grep -q XTEST; then
   echo "FAILED: this test needs a server without XTEST"; exit 1
 fi
 
-"$QVN_BIN" & app=$!
-check "the window appears" wait_for 20 has_main_window
-win=$(main_windows | head -n1)
 shot="$QVN_ARTIFACTS/boot-page.png"
-shoot_painted "$shot" "$win" 20 30
+start_painted "$shot"
 check "a page is painted (window has $colours colours)" test "$colours" -gt 20
 # The red mark of a missing piece (#e5484d), painted once the page's first status call is answered.
 red_pixels() {

@@ -37,17 +37,50 @@ shoot_painted() {
   done
 }
 
-# Waits up to $2 seconds for our child $1 to end and puts its exit status in $rc ("timeout" if it didn't).
-# Not a command substitution: only this shell can wait for its own children.
+# Waits up to $2 seconds for our child $1 to end and puts its exit status in $rc ("timeout" if it didn't:
+# then the stacks of its threads are printed, to show where it hangs). Not a command substitution: only
+# this shell can wait for its own children.
 wait_exit() {
   local pid=$1 secs=$2
   local deadline=$(( $(date +%s) + secs ))
   while kill -0 "$pid" 2>/dev/null && [ -z "$(ps -o stat= -p "$pid" | grep Z)" ]; do
-    if [ "$(date +%s)" -ge "$deadline" ]; then rc=timeout; return; fi
+    if [ "$(date +%s)" -ge "$deadline" ]; then rc=timeout; print_stacks "$pid"; return; fi
     sleep 0.1
   done
   rc=0
   wait "$pid" || rc=$?
+}
+
+print_stacks() {
+  command -v gdb > /dev/null || return 0
+  echo "--- threads of $1, still running:"
+  timeout 60 gdb -p "$1" -batch -ex 'thread apply all bt 25' 2>&1 | grep -E '^(Thread|#)' || true
+  echo "---"
+}
+
+# Starts the app with arguments $2... and waits for its main window to show a painted page, screenshot in
+# $1; sets $app, $win, the window's X Y WIDTH HEIGHT and $colours.
+start_painted() {
+  local shot=$1; shift
+  "$QVN_BIN" "$@" & app=$!
+  check "the main window appears" wait_for 20 has_main_window
+  win=$(main_windows | head -n1)
+  shoot_painted "$shot" "$win" 20 30
+}
+
+# Pop-out Spammer panels on screen.
+panels() { xdotool search --onlyvisible --name '^Quorvane - Spammer$' 2>/dev/null || true; }
+has_panel() { [ -n "$(panels)" ]; }
+no_panel() { [ -z "$(panels)" ]; }
+
+# Client area of window $1: sets X Y W H.
+geometry() {
+  local info
+  info=$(xwininfo -id "$1")
+  X=$(sed -n 's/.*Absolute upper-left X: *//p' <<< "$info")
+  Y=$(sed -n 's/.*Absolute upper-left Y: *//p' <<< "$info")
+  W=$(sed -n 's/.*Width: *//p' <<< "$info")
+  H=$(sed -n 's/.*Height: *//p' <<< "$info")
 }
 
 # Starts a copy of the app whose main page is tests/x11/pages/$1.html; sets $app (pid) and $app_dir.

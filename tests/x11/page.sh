@@ -38,7 +38,9 @@ wait_exit "$app" 15
 check "SIGTERM ends it cleanly (got $rc)" test "$rc" = 0
 check "the theme is still the chosen one" test "$(cat "$data/theme.txt")" = "Window Test"
 
-# Order and collapse come from the app settings: all five folded, the settings panel first.
+# Order and collapse come from the app settings: all five folded, the settings panel first. The Spammer is
+# set to click 0 times (its repeat mode and count in the session's settings line).
+sed -i -E '1s/^SETTINGS:(([^,]*,){6})[^,]*,[^,]*,/SETTINGS:\10,0,/' "$data/session.dat"
 printf 'minimizedPanels=panel-keyspam,panel-profile,panel-spammer,panel-tracker,panel-ui\npanelOrder=panel-ui\n' \
   > "$data/appsettings.txt"
 "$QVN_BIN" & app=$!
@@ -47,6 +49,10 @@ shot="$QVN_ARTIFACTS/folded-window.png"
 shoot_painted "$shot" "$(main_windows | head -n1)" 20 30
 check "the folded panels leave the page's background below them (got $(pixel 200 450))" near "$(pixel 200 450)" 20,14,34
 check "the headers still show (got $(pixel 220 70))" near "$(pixel 220 70)" 0,150,90
+# Its hotkey then does nothing, and the page says why in a toast at the bottom.
+xdotool key F6
+toast_shown() { import -window root "$shot"; ! near "$(pixel 210 535)" 20,14,34; }
+check "a hotkey's start that does nothing is explained on the page" wait_for 5 toast_shown
 kill -TERM "$app"
 wait_exit "$app" 15
 check "it ends cleanly again (got $rc)" test "$rc" = 0

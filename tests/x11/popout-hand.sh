@@ -5,15 +5,6 @@ source "$(dirname "$0")/lib.sh"
 data="$XDG_DATA_HOME/Quorvane"
 mkdir -p "$data"
 chmod 700 "$data"
-panels() { xdotool search --onlyvisible --name '^Quorvane - Spammer$' 2>/dev/null || true; }
-has_panel() { [ -n "$(panels)" ]; }
-no_panel() { [ -z "$(panels)" ]; }
-geometry() {
-  local info
-  info=$(xwininfo -id "$1")
-  X=$(sed -n 's/.*Absolute upper-left X: *//p' <<< "$info")
-  Y=$(sed -n 's/.*Absolute upper-left Y: *//p' <<< "$info")
-}
 shot="$QVN_ARTIFACTS/screen.png"
 pixel() { convert "$shot" -crop "1x1+$1+$2" -format '%[fx:int(255*r+0.5)],%[fx:int(255*g+0.5)],%[fx:int(255*b+0.5)]' info:; }
 near() { awk -F, -v w="$2" 'BEGIN { split(w, e, ",") } { for (i = 1; i <= 3; i++) if ($i - e[i] > 2 || e[i] - $i > 2) exit 1 }' <<< "$1"; }

@@ -14,18 +14,6 @@ printf 'windowX=40\nwindowY=40\nwindowWidth=440\nwindowHeight=620\nwindowMaximiz
 node "$(dirname "$0")/../ui/make-theme.js" "$data/themes/Window Test.qvntheme"
 printf 'Window Test' > "$data/theme.txt"
 
-panels() { xdotool search --onlyvisible --name '^Quorvane - Spammer$' 2>/dev/null || true; }
-has_panel() { [ -n "$(panels)" ]; }
-no_panel() { [ -z "$(panels)" ]; }
-# Client area of a window: sets X Y W H.
-geometry() {
-  local info
-  info=$(xwininfo -id "$1")
-  X=$(sed -n 's/.*Absolute upper-left X: *//p' <<< "$info")
-  Y=$(sed -n 's/.*Absolute upper-left Y: *//p' <<< "$info")
-  W=$(sed -n 's/.*Width: *//p' <<< "$info")
-  H=$(sed -n 's/.*Height: *//p' <<< "$info")
-}
 shot="$QVN_ARTIFACTS/screen.png"
 grab() { import -window root "$shot"; }
 # The colour of one screen pixel, as r,g,b.

@@ -2,11 +2,8 @@
 # The app starts, shows its page in its window, keeps one instance, and ends cleanly on SIGTERM.
 source "$(dirname "$0")/lib.sh"
 
-"$QVN_BIN" & app=$!
-check "the main window appears" wait_for 20 has_main_window
-win=$(main_windows | head -n1)
 shot="$QVN_ARTIFACTS/main-window.png"
-shoot_painted "$shot" "$win" 20 30
+start_painted "$shot"
 check "the page is painted (window has $colours colours)" test "$colours" -gt 20
 check "the window has the default size" test "$WIDTH" -eq 420 -a "$HEIGHT" -eq 560
 brightness() { convert "$1" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -colorspace Gray -format '%[fx:int(100*mean)]' info:; }

@@ -17,37 +17,36 @@ for how in alt+F4 ctrl+w; do
   xdotool key --clearmodifiers "$how"
   wait_exit "$app" 10
   check "[$how] closing the window ends the app with status 0 (got $rc)" test "$rc" = 0
+  [ "$rc" = timeout ] && kill -KILL "$app" && wait "$app"
   check "[$how] the session was saved" grep -q '^PROFILE:Default Tracking Profile$' "$data/session.dat"
   check "[$how] the window's place was saved before it went" grep -q '^windowX=' "$data/appsettings.txt"
   check "[$how] no toolkit warning on the way out" clean_log "$log.$how"
 done
 
 # A message box, then a file chooser, each left open; a SIGTERM (as at log-out) must not wait for the user.
+# The test page writes its phase into theme.txt; the dialog is the app's second visible window.
+dialog_open() { grep -q "^phase:$1" "$data/theme.txt" 2>/dev/null && [ "$(xdotool search --onlyvisible --pid "$app" 2>/dev/null | wc -l)" -ge 2 ]; }
+term_with_open() {
+  rm -f "$data/session.dat"
+  local sent=$(date +%s%N)
+  kill -TERM "$app"
+  wait_exit "$app" 10  # well under a second on an idle machine; the bound is for a loaded one
+  echo "ended after $(( ($(date +%s%N) - sent) / 1000000 )) ms"
+  check "SIGTERM with $1 open ends the app without waiting for the user (got $rc)" test "$rc" = 0
+  check "and saves the session" test -s "$data/session.dat"
+  [ "$rc" = timeout ] && kill -KILL "$app" && wait "$app"
+}
+
 start_with_page dialogs
-phase() { grep -q "^phase:$1" "$data/theme.txt" 2>/dev/null; }
-check "the message box is open" wait_for 30 sh -c "grep -q '^phase:alerting' '$data/theme.txt' && [ \$(xdotool search --onlyvisible --pid $app 2>/dev/null | wc -l) -ge 2 ]"
-rm -f "$data/session.dat"
-sent=$(date +%s%N)
-kill -TERM "$app"
-wait_exit "$app" 10  # well under a second on an idle machine; the bound is for a loaded one
-echo "ended after $(( ($(date +%s%N) - sent) / 1000000 )) ms"
-check "SIGTERM with the message box open ends the app without waiting for the user (got $rc)" test "$rc" = 0
-check "and saves the session" test -s "$data/session.dat"
-[ "$rc" = timeout ] && kill -KILL "$app" && wait "$app"
+check "the message box is open" wait_for 30 dialog_open alerting
+term_with_open "the message box"
 rm -rf "$app_dir" "$data/theme.txt"
 
 start_with_page dialogs
-check "the message box is open again" wait_for 30 sh -c "grep -q '^phase:alerting' '$data/theme.txt' && [ \$(xdotool search --onlyvisible --pid $app 2>/dev/null | wc -l) -ge 2 ]"
+check "the message box is open again" wait_for 30 dialog_open alerting
 sleep 0.5
 xdotool key Return
-check "the file chooser is open" wait_for 15 sh -c "grep -q '^phase:choosing' '$data/theme.txt' && [ \$(xdotool search --onlyvisible --pid $app 2>/dev/null | wc -l) -ge 2 ]"
+check "the file chooser is open" wait_for 15 dialog_open choosing
 sleep 1
-rm -f "$data/session.dat"
-sent=$(date +%s%N)
-kill -TERM "$app"
-wait_exit "$app" 10  # well under a second on an idle machine; the bound is for a loaded one
-echo "ended after $(( ($(date +%s%N) - sent) / 1000000 )) ms"
-check "SIGTERM with the file chooser open ends the app without waiting for the user (got $rc)" test "$rc" = 0
-check "and saves the session" test -s "$data/session.dat"
-[ "$rc" = timeout ] && kill -KILL "$app"
+term_with_open "the file chooser"
 finish

@@ -39,8 +39,9 @@ var Q = (function () {
     return Number.isFinite(n) && n >= 0 ? Math.min(n, 2147483647) : fallback;
   };
 
-  // A number field's accepted range, kept on the field itself: shown as its tooltip and to assistive
-  // tools, and used by Q.settle. The native side refuses anything outside it.
+  // A number field's accepted range, kept on the field itself: shown under the field while it has the
+  // focus, as its tooltip and to assistive tools, and used by Q.settle. The native side refuses anything
+  // outside it.
   Q.range = function (input, min, max, { step = 1, fallback = min } = {}) {
     input.min = min;
     input.max = max;
@@ -49,7 +50,31 @@ var Q = (function () {
     const text = min.toLocaleString('en-US') + ' to ' + max.toLocaleString('en-US');
     input.title = 'From ' + text;
     input.setAttribute('aria-description', 'accepts ' + text);
+    input.dataset.range = text + (step === 1 ? ', whole numbers' : '');
+    input.addEventListener('focus', () => showRange(input));
+    input.addEventListener('blur', () => { rangeHint().hidden = true; });
   };
+
+  function rangeHint() {
+    let hint = Q.$('range-hint');
+    if (hint) return hint;
+    hint = document.body.appendChild(Q.el('div', { id: 'range-hint', class: 'range-hint', hidden: true, 'aria-hidden': 'true' }));
+    // Follows its field when the page scrolls (focusing a field scrolls it into view).
+    document.addEventListener('scroll', () => {
+      const field = document.activeElement;
+      if (!hint.hidden && field && field.dataset.range) showRange(field);
+    }, true);
+    return hint;
+  }
+  function showRange(input) {
+    const hint = rangeHint();
+    hint.textContent = input.dataset.range;
+    hint.hidden = false;
+    const r = input.getBoundingClientRect();
+    const below = r.bottom + 4 + hint.offsetHeight <= window.innerHeight;
+    hint.style.top = (below ? r.bottom + 4 : r.top - 4 - hint.offsetHeight) + 'px';
+    hint.style.left = Math.max(4, Math.min(r.left, window.innerWidth - hint.offsetWidth - 4)) + 'px';
+  }
 
   // Puts a field's typed value into its range when the user leaves it. A value that had to change is
   // marked on the field and said in a message: what was typed, the range, what it became.

@@ -135,11 +135,24 @@ Q.tools = (function () {
   // A counted run of 0 rounds does nothing at all: said, rather than a Start (or a hotkey) that seems dead.
   function noRounds(prefix, what) {
     if (radio(prefix + '-rpt').value !== '0' || Q.int($(prefix + '-times')) > 0) return false;
+    sayNoRounds(prefix, what);
+    return true;
+  }
+  function sayNoRounds(prefix, what) {
     Q.toast(what + ' is set to run 0 times, so Start and its hotkey do nothing. Set a count above 0, or choose '
       + '"until stopped".', 'error');
     $(prefix + '-times').focus();
-    return true;
   }
+
+  // The native side's word that a hotkey's start did nothing, and why.
+  window.onToolStartIgnored = function (why) {
+    if (why === 'sp-rounds') sayNoRounds('sp', 'The Spammer');
+    else if (why === 'ks-rounds') sayNoRounds('ks', 'The Key Spammer');
+    else if (why === 'ks-keys') {
+      Q.toast('The Key Spammer has no keys to press, so its hotkey does nothing. Add a key with "Add key".', 'error');
+      $('ks-add').focus();
+    }
+  };
 
   async function startSpammer() {
     if (noRounds('sp', 'The Spammer')) return;
