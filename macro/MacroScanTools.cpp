@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
 
 #include "core/Numbers.h"
 #include "persist/Settings.h"
@@ -24,10 +25,14 @@ KeySpamSetup KeySpamSetupFromProfileSettings(const std::string& settings) {
     setup.targets.clear();
     setup.chord = false;
     if (f.size() >= 20) {
-        for (const std::string& piece : SplitString(f[18], '|')) {
-            if (setup.targets.size() >= 256) break;
+        // The list's pieces up to its 256th key, without splitting the rest: a file's list may be long.
+        const std::string_view list = f[18];
+        for (size_t from = 0; from <= list.size() && setup.targets.size() < 256;) {
+            size_t bar = list.find('|', from);
+            if (bar == std::string_view::npos) bar = list.size();
             int32_t vk = 0;
-            if (ParseInt(piece, vk)) setup.targets.push_back(vk);
+            if (ParseInt(list.substr(from, bar - from), vk)) setup.targets.push_back(vk);
+            from = bar + 1;
         }
         setup.chord = f[19] == "1";
     } else {
