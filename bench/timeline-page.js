@@ -1,7 +1,8 @@
 // The Timeline Editor's page with a 100,000-event macro in Debian's Chromium (software rendering, as in
-// the app's web view on this machine): the time from the page's start to the macro on screen, then the
-// frame times of scrolling and zooming, each frame a full redraw of what is in view.
-// Run: node bench/timeline-page.js [events]   (needs tests/ui's packages: scripts/setup.sh installs them)
+// the app's web view on this machine): the time from the page's start to the macro on screen, a reload,
+// then the frame times of scrolling and zooming, each frame a full redraw of what is in view.
+// Run: node bench/timeline-page.js [events]   (needs tests/ui's packages: scripts/setup.sh installs them;
+// `cmake --build --preset release --target bench` runs it with the others)
 const path = require('path');
 const h = require(path.resolve(__dirname, '../tests/ui/harness'));
 
@@ -27,24 +28,35 @@ const pct = (a, p) => a.slice().sort((x, y) => x - y)[Math.min(a.length - 1, Mat
 (async () => {
   const keys = {};
   for (let v = 65; v <= 90; v++) keys[v] = String.fromCharCode(v);
-  const load = { profile: 'Bench', profileIdx: 0, keys, events: macro(count) };
+  // The load document is fetched when the page asks for it, as the app reads it from the master's file.
+  const url = 'http://quorvane.test/load.json';
+  const text = JSON.stringify({ profile: 'Bench', profileIdx: 0, keys, events: macro(count) });
   const started = Date.now();
-  const page = await h.openTimeline({ load, width: 1280, height: 800 });
-  await page.evaluate(() => new Promise((r) => requestAnimationFrame(() => requestAnimationFrame(r))));
-  const openMs = Date.now() - started;
-  // The same, measured inside the page: from navigation start to the first frame with the macro.
-  const inPage = await page.evaluate(() => performance.now());
+  const page = await h.openTimeline({ width: 1280, height: 800, init: { loadUrl: url }, routes: { [url]: text } });
 
-  // Frames: each step changes the view and waits for the frame that shows it.
-  const frames = await page.evaluate(async () => {
-    const out = { scrollFit: [], zoomIn: [], scrollZoomed: [], zoomOut: [] };
+  const result = await page.evaluate(async (n) => {
     const frame = () => new Promise((r) => requestAnimationFrame(() => r(performance.now())));
+    // The frame after the one that drew the macro: by then it is on screen.
+    const painted = async () => {
+      while (TL.events().length !== n || TL.dirty()) await frame();
+      await frame();
+      return frame();
+    };
+    const out = { frames: { scrollFit: [], zoomIn: [], scrollZoomed: [], zoomOut: [], scrollFitAllSelected: [] } };
+    out.openMs = await painted();  // the page's clock starts at navigation
+    // A reload (Revert without edits) of the same macro, from the click to the macro on screen.
+    const before = TL.events();
+    const t0 = performance.now();
+    document.getElementById('b-revert').click();
+    while (TL.events() === before) await frame();
+    out.reloadMs = (await painted()) - t0;
+
     const run = async (name, steps, act) => {
       let last = await frame();
       for (let i = 0; i < steps; i++) {
         act(i);
         const now = await frame();
-        out[name].push(now - last);
+        out.frames[name].push(now - last);
         last = now;
       }
     };
@@ -54,22 +66,34 @@ const pct = (a, p) => a.slice().sort((x, y) => x - y)[Math.min(a.length - 1, Mat
     await run('zoomIn', 60, () => TL.zoomAt(1.12, 640));
     await run('scrollZoomed', 120, (i) => TL.scrollBy(i < 60 ? 40 : -40));
     await run('zoomOut', 60, () => TL.zoomAt(1 / 1.12, 640));
-    // The draw alone, synchronously, at the widest view.
+    // The draw alone at the widest view, rasterised (reading a pixel back waits for the canvas's drawing).
     TL.fit();
-    const t0 = performance.now();
-    for (let i = 0; i < 20; i++) TL.draw();
-    out.drawFitMs = (performance.now() - t0) / 20;
+    const canvas = document.getElementById('canvas').getContext('2d');
+    const side = document.getElementById('path').getContext('2d');
+    const drawn = () => { TL.draw(); canvas.getImageData(0, 0, 1, 1); side.getImageData(0, 0, 1, 1); };
+    drawn();
+    let s = performance.now();
+    for (let i = 0; i < 20; i++) drawn();
+    out.drawFitMs = (performance.now() - s) / 20;
+    // Everything selected: the selection is drawn over the lanes in its own colour.
+    document.getElementById('canvas').dispatchEvent(new KeyboardEvent('keydown', { key: 'a', ctrlKey: true, bubbles: true }));
+    drawn();
+    s = performance.now();
+    for (let i = 0; i < 20; i++) drawn();
+    out.drawFitSelectedMs = (performance.now() - s) / 20;
+    await run('scrollFitAllSelected', 60, () => TL.scrollBy(15));
     return out;
-  });
+  }, count);
 
   console.log(`events: ${count}`);
-  console.log(`open (harness start to painted macro): ${openMs} ms; page clock at that point: ${inPage.toFixed(0)} ms`);
-  for (const name of ['scrollFit', 'zoomIn', 'scrollZoomed', 'zoomOut']) {
-    const a = frames[name];
-    const fps = 1000 / (a.reduce((s, v) => s + v, 0) / a.length);
+  console.log(`open: page start to the macro on screen ${result.openMs.toFixed(0)} ms (page clock; ${Date.now() - started} ms wall time including Chromium's start)`);
+  console.log(`reload (Revert) to the macro on screen: ${result.reloadMs.toFixed(0)} ms`);
+  for (const [name, a] of Object.entries(result.frames)) {
+    const fps = 1000 / (a.reduce((sum, v) => sum + v, 0) / a.length);
     console.log(`${name}: ${a.length} frames, ${fps.toFixed(1)} fps, p50 ${pct(a, 0.5).toFixed(1)} ms, p95 ${pct(a, 0.95).toFixed(1)} ms`);
   }
-  console.log(`one full redraw of the whole macro in view: ${frames.drawFitMs.toFixed(2)} ms`);
+  console.log(`one full redraw of the whole macro in view, rasterised: ${result.drawFitMs.toFixed(1)} ms; all selected: ${result.drawFitSelectedMs.toFixed(1)} ms`);
   if (page.errors.length) console.log('page errors:', page.errors);
   await h.close();
+  if (page.errors.length) process.exit(1);
 })();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 #include "core/Numbers.h"
 
@@ -39,27 +40,49 @@ std::vector<KeyEv> BuildKeyList(const std::vector<UnifiedEvent>& events) {
     for (const UnifiedEvent& e : events) {
         at = FireTime(at, e.time);  // every event, keys or not, holds playback up until its time
         if (e.type != EventKey) continue;
-        if (e.down) keys.push_back(KeyEv{&e, held, at, e.vk});
+        if (e.down) keys.push_back(KeyEv{&e, at, e.vk, held});
         TrackModifier(held, e.vk, e.down);
     }
     return keys;
 }
 
-SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>& steps, bool bounded,
-                        double windowSec) {
+KeyCodes::KeyCodes(const std::vector<KeyEv>& keys) : keys_(&keys) {
+    codes_.reserve(keys.size());
+    for (const KeyEv& k : keys) codes_.push_back(Code(k.vk, Step::Bits(k.held)));
+}
+
+namespace {
+
+// The matchers walk either list alike: the plain one of the tests and the codes of the scan.
+struct PlainKeys {
+    const std::vector<KeyEv>& keys;
+    size_t size() const { return keys.size(); }
+    bool Pass(const Step& step, size_t i) const { return step(keys[i]); }
+    double At(size_t i) const { return keys[i].at; }
+};
+
+struct CodedKeys {
+    const KeyCodes& keys;
+    size_t size() const { return keys.size(); }
+    bool Pass(const Step& step, size_t i) const { return step(keys, i); }
+    double At(size_t i) const { return keys.at(i); }
+};
+
+template <class Keys>
+SeqResult MatchSequenceIn(const Keys& keys, const std::vector<Step>& steps, bool bounded, double windowSec) {
     const size_t n = keys.size();
     if (n == 0 || steps.empty()) return {};
     if (!bounded) {
         // Matching the later steps greedily finds a subsequence whenever one exists, and the keys after any
         // later anchor are a part of the keys searched from the first: only the first attempt can succeed.
         size_t i = 0;
-        while (i < n && !steps[0](keys[i])) ++i;
+        while (i < n && !keys.Pass(steps[0], i)) ++i;
         if (i == n) return {};
         size_t k = 1;
         for (size_t j = i + 1; j < n && k < steps.size(); ++j) {
-            if (steps[k](keys[j])) ++k;
+            if (keys.Pass(steps[k], j)) ++k;
         }
-        if (k == steps.size()) return {true, keys[i].at};
+        if (k == steps.size()) return {true, keys.At(i)};
         return {};
     }
 
@@ -74,46 +97,73 @@ SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>&
     const auto next = [&](size_t s, size_t from) {
         if (known[s] && place[s] >= from) return place[s];
         size_t j = from;
-        while (j < n && !steps[s](keys[j])) ++j;
+        while (j < n && !keys.Pass(steps[s], j)) ++j;
         known[s] = true;
         place[s] = j;
         return j;
     };
     int failed = 0;
     for (size_t i = 0; i < n && failed < 500; ++i) {
-        if (!steps[0](keys[i])) continue;
-        const double anchor = keys[i].at;
+        if (!keys.Pass(steps[0], i)) continue;
+        const double anchor = keys.At(i);
         size_t end = i;
         for (size_t s = 1; s <= later && end < n; ++s) end = next(s, end + 1);
         if (end >= n) return {};  // no later anchor can complete either
-        if (!(keys[end].at - anchor > windowSec)) return {true, anchor};
+        if (!(keys.At(end) - anchor > windowSec)) return {true, anchor};
         ++failed;
     }
     return {};
 }
 
-SeqResult MatchRepeat(const std::vector<KeyEv>& keys, const Step& step, int count, double windowSec) {
-    if (keys.empty() || count <= 0) return {};
+template <class Keys>
+SeqResult MatchRepeatIn(const Keys& keys, const Step& step, int count, double windowSec) {
+    if (keys.size() == 0 || count <= 0) return {};
     // The last `count` times that passed, as a ring: the first run of them within the window is the match.
     const size_t c = static_cast<size_t>(count);
     std::vector<double> ring(c);
     size_t seen = 0;
-    for (const KeyEv& k : keys) {
-        if (!step(k)) continue;
-        ring[seen % c] = k.at;
+    for (size_t i = 0; i < keys.size(); ++i) {
+        if (!keys.Pass(step, i)) continue;
+        const double at = keys.At(i);
+        ring[seen % c] = at;
         ++seen;
         if (seen < c) continue;
         const double first = ring[seen % c];
-        if (k.at - first <= windowSec) return {true, first};
+        if (at - first <= windowSec) return {true, first};
     }
     return {};
 }
 
-Step Step::Combo(HeldMods want, int vk) {
+}  // namespace
+
+SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>& steps, bool bounded,
+                        double windowSec) {
+    return MatchSequenceIn(PlainKeys{keys}, steps, bounded, windowSec);
+}
+
+SeqResult MatchSequence(const KeyCodes& keys, const std::vector<Step>& steps, bool bounded, double windowSec) {
+    return MatchSequenceIn(CodedKeys{keys}, steps, bounded, windowSec);
+}
+
+SeqResult MatchRepeat(const std::vector<KeyEv>& keys, const Step& step, int count, double windowSec) {
+    return MatchRepeatIn(PlainKeys{keys}, step, count, windowSec);
+}
+
+SeqResult MatchRepeat(const KeyCodes& keys, const Step& step, int count, double windowSec) {
+    return MatchRepeatIn(CodedKeys{keys}, step, count, windowSec);
+}
+
+Step::Step(Fn fn) : kind_(fn == &TypingOnce ? Kind::Typing : fn == &WinTap ? Kind::WinTap : Kind::Function), fn_(fn) {
+    FillTable();
+}
+
+Step Step::Keys(HeldMods want, int first, int last) {
     Step s;
-    s.kind_ = Kind::Combo;
+    s.kind_ = Kind::Keys;
     s.want_ = Bits(want);
-    s.vk_ = vk;
+    s.first_ = first;
+    s.last_ = last;
+    s.FillTable();
     return s;
 }
 
@@ -121,10 +171,43 @@ Step Step::AnyOf(std::vector<Step> steps) {
     Step s;
     s.kind_ = Kind::AnyOf;
     s.any_ = std::move(steps);
+    s.FillTable();
     return s;
 }
 
-Step Combo(std::vector<ModFamily> mods, int vk) {
+bool Step::MayPassOther(uint32_t mods) const {
+    switch (kind_) {
+        case Kind::Keys: return mods == want_ && (first_ < 0 || last_ >= KeyCodes::kOtherKey) && first_ <= last_;
+        case Kind::AnyOf:
+            return std::any_of(any_.begin(), any_.end(), [mods](const Step& s) { return s.MayPassOther(mods); });
+        case Kind::Typing:
+        case Kind::WinTap: return false;  // their keys are all below 255
+        case Kind::Function: return true;
+    }
+    return true;
+}
+
+void Step::FillTable() {
+    const UnifiedEvent none{};
+    for (uint32_t code = 0; code < KeyCodes::kCodes; ++code) {
+        const uint32_t mods = code >> 8;
+        const int vk = static_cast<int>(code & 0xFF);
+        const HeldMods held{(mods & 1) != 0, (mods & 2) != 0, (mods & 4) != 0, (mods & 8) != 0};
+        bool pass = false;
+        if (kind_ == Kind::Function) {
+            pass = true;  // only the function knows
+        } else if (vk == KeyCodes::kOtherKey) {
+            pass = MayPassOther(mods) || Test(vk, held, none);
+        } else {
+            pass = Test(vk, held, none);
+        }
+        if (pass) table_[code >> 6] |= uint64_t{1} << (code & 63);
+    }
+}
+
+Step Combo(std::vector<ModFamily> mods, int vk) { return Combo(std::move(mods), vk, vk); }
+
+Step Combo(std::vector<ModFamily> mods, int vk, int lastVk) {
     HeldMods want;
     for (ModFamily m : mods) {
         switch (m) {
@@ -134,7 +217,7 @@ Step Combo(std::vector<ModFamily> mods, int vk) {
             case ModFamily::Win: want.win = true; break;
         }
     }
-    return Step::Combo(want, vk);
+    return Step::Keys(want, vk, lastVk);
 }
 
 Step AnyOf(std::vector<Step> steps) { return Step::AnyOf(std::move(steps)); }
@@ -161,9 +244,10 @@ const std::map<std::string, std::set<std::string>>& Suppresses() {
 namespace MacroScan {
 
 MacroScanResult ScanKeyList(const std::vector<KeyEv>& keys) {
+    const KeyCodes codes(keys);
     std::map<std::string, MacroScanMatch> found;  // one per scenario: its earliest place
     for (const Scenario& s : Scenarios()) {
-        const SeqResult r = s.match(keys);
+        const SeqResult r = s.match(codes);
         if (r.matched) found[s.id] = MacroScanMatch{s.id, s.severity, s.message, s.title, r.atSec};
     }
     for (const auto& [id, hidden] : Suppresses()) {

@@ -45,9 +45,33 @@ struct HeldMods {
 
 struct KeyEv {
     const UnifiedEvent* event;
-    HeldMods held;
     double at = 0;   // when playback fires it, in seconds; never less than the key before it
     int32_t vk = 0;  // the event's, kept here so that a step needn't reach into the event
+    HeldMods held;
+};
+
+// The key list as the scenarios walk it: two bytes a press, the key's number (0 to 254; 255 stands for any
+// other number) and the modifier families held, beside the list they were taken from. The scan walks the
+// list once per scenario, and a million presses of 24 bytes don't stay in the cache; their codes do.
+class KeyCodes {
+public:
+    explicit KeyCodes(const std::vector<KeyEv>& keys);
+    explicit KeyCodes(std::vector<KeyEv>&&) = delete;  // the list must outlive its codes
+
+    static constexpr uint16_t kOtherKey = 0xFF;
+    static constexpr size_t kCodes = 1 << 12;  // eight bits of key, four of modifier families
+    static constexpr uint16_t Code(int vk, uint32_t modBits) {
+        return static_cast<uint16_t>((vk >= 0 && vk < kOtherKey ? vk : kOtherKey) | modBits << 8);
+    }
+
+    size_t size() const { return codes_.size(); }
+    uint16_t code(size_t i) const { return codes_[i]; }
+    double at(size_t i) const { return (*keys_)[i].at; }
+    const KeyEv& key(size_t i) const { return (*keys_)[i]; }
+
+private:
+    const std::vector<KeyEv>* keys_;
+    std::vector<uint16_t> codes_;
 };
 
 enum class ModFamily { Ctrl, Alt, Shift, Win };
@@ -56,39 +80,47 @@ bool TypingOnce(const UnifiedEvent& event, const HeldMods& held);
 bool WinTap(const UnifiedEvent& event, const HeldMods& held);
 
 // A predicate over a press and the modifiers held before it, held by value. A plain struct rather than a
-// type-erased function: the scan calls steps for every key of every scenario, so the common ones are
-// tested here on the key's own copy of the number and the flags.
+// type-erased function: the scan calls steps for every key of every scenario. Each step answers for every
+// key code at once in a table made when it is built, so that a test on a code is one bit; only a code
+// whose key number could be one the step wants, but which the code doesn't hold (or a step of an arbitrary
+// function), is looked at again in the key list.
 class Step {
 public:
     using Fn = bool (*)(const UnifiedEvent&, const HeldMods&);
-    Step(Fn fn)  // NOLINT(google-explicit-constructor)
-        : kind_(fn == &TypingOnce ? Kind::Typing
-                : fn == &WinTap   ? Kind::WinTap
-                                  : Kind::Function),
-          fn_(fn) {}
-    static Step Combo(HeldMods want, int vk);
+    Step(Fn fn);  // NOLINT(google-explicit-constructor)
+    static Step Combo(HeldMods want, int vk) { return Keys(want, vk, vk); }
+    // Exactly these modifier families, and a key from `first` to `last`.
+    static Step Keys(HeldMods want, int first, int last);
     static Step AnyOf(std::vector<Step> steps);
 
     bool operator()(const UnifiedEvent& e, const HeldMods& h) const { return Test(e.vk, h, e); }
     bool operator()(const KeyEv& k) const { return Test(k.vk, k.held, *k.event); }
+    bool operator()(const KeyCodes& keys, size_t i) const {
+        const uint16_t code = keys.code(i);
+        if (!(table_[code >> 6] >> (code & 63) & 1)) return false;
+        if ((code & KeyCodes::kOtherKey) != KeyCodes::kOtherKey && kind_ != Kind::Function) return true;
+        return (*this)(keys.key(i));
+    }
 
     static bool IsTypingKey(int vk) {
         return vk == 32 || (vk >= 48 && vk <= 57) || (vk >= 65 && vk <= 90) || (vk >= 96 && vk <= 105) ||
                (vk >= 186 && vk <= 192) || (vk >= 219 && vk <= 223);
     }
 
-private:
-    enum class Kind { Combo, AnyOf, Typing, WinTap, Function };
-    Step() = default;
+    static constexpr uint32_t kWinBit = 8;  // in Bits()
 
     static uint32_t Bits(const HeldMods& h) {
         static_assert(sizeof(HeldMods) == 4);
         return uint32_t{h.ctrl} | uint32_t{h.alt} << 1 | uint32_t{h.shift} << 2 | uint32_t{h.win} << 3;
     }
 
+private:
+    enum class Kind { Keys, AnyOf, Typing, WinTap, Function };
+    Step() = default;
+
     bool Test(int vk, const HeldMods& h, const UnifiedEvent& e) const {
         switch (kind_) {
-            case Kind::Combo: return vk == vk_ && Bits(h) == want_;
+            case Kind::Keys: return vk >= first_ && vk <= last_ && Bits(h) == want_;
             case Kind::AnyOf:
                 for (const Step& s : any_) {
                     if (s.Test(vk, h, e)) return true;
@@ -101,11 +133,17 @@ private:
         return false;
     }
 
+    // Whether some key number that a code can't hold passes with the modifiers `mods`.
+    bool MayPassOther(uint32_t mods) const;
+    void FillTable();
+
     Kind kind_ = Kind::Function;
     Fn fn_ = nullptr;
     uint32_t want_ = 0;
-    int vk_ = 0;
+    int first_ = 0;
+    int last_ = 0;
     std::vector<Step> any_;
+    uint64_t table_[KeyCodes::kCodes / 64] = {};  // bit `code`: the code passes (or must be looked at again)
 };
 
 struct SeqResult {
@@ -118,7 +156,7 @@ struct Scenario {
     std::string severity;
     std::string title;
     std::string message;
-    std::function<SeqResult(const std::vector<KeyEv>&)> match;
+    std::function<SeqResult(const KeyCodes&)> match;
 };
 
 // The presses of the list, each with the modifiers held before it and the moment playback fires it.
@@ -136,11 +174,16 @@ double FireTime(double previous, double time);
 // after 500 failed attempts. The keys' `at` must not decrease, as BuildKeyList makes them.
 SeqResult MatchSequence(const std::vector<KeyEv>& keys, const std::vector<Step>& steps, bool bounded, double windowSec);
 
+// The same on the codes: the scan's way, with the same answers.
+SeqResult MatchSequence(const KeyCodes& keys, const std::vector<Step>& steps, bool bounded, double windowSec);
+
 // `count` keys passing the step within windowSec of the first of them.
 SeqResult MatchRepeat(const std::vector<KeyEv>& keys, const Step& step, int count, double windowSec);
+SeqResult MatchRepeat(const KeyCodes& keys, const Step& step, int count, double windowSec);
 
-// Exactly these modifier families held, and this key.
+// Exactly these modifier families held, and this key (or one of the keys from `vk` to `lastVk`).
 Step Combo(std::vector<ModFamily> mods, int vk);
+Step Combo(std::vector<ModFamily> mods, int vk, int lastVk);
 Step AnyOf(std::vector<Step> steps);
 
 // The scenarios, in the order they are tried: the Windows desktop's sixteen, then this desktop's. Built once.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
 
 #include "core/Numbers.h"
 #include "persist/Settings.h"
@@ -24,10 +25,14 @@ KeySpamSetup KeySpamSetupFromProfileSettings(const std::string& settings) {
     setup.targets.clear();
     setup.chord = false;
     if (f.size() >= 20) {
-        for (const std::string& piece : SplitString(f[18], '|')) {
-            if (setup.targets.size() >= 256) break;
+        // The list's pieces up to its 256th key, without splitting the rest: a file's list may be long.
+        const std::string_view list = f[18];
+        for (size_t from = 0; from <= list.size() && setup.targets.size() < 256;) {
+            size_t bar = list.find('|', from);
+            if (bar == std::string_view::npos) bar = list.size();
             int32_t vk = 0;
-            if (ParseInt(piece, vk)) setup.targets.push_back(vk);
+            if (ParseInt(list.substr(from, bar - from), vk)) setup.targets.push_back(vk);
+            from = bar + 1;
         }
         setup.chord = f[19] == "1";
     } else {
@@ -47,7 +52,11 @@ public:
         : setup_(setup),
           out_(out),
           count_(static_cast<int64_t>(setup.targets.size())),
-          edge_(setup.chord ? kToolEdgeRounds : 3 * count_ + kToolEdgeRounds) {}
+          edge_(setup.chord ? kToolEdgeRounds : 3 * count_ + kToolEdgeRounds) {
+        // Which modifier families letting go of every target clears: a stop needn't walk the list.
+        kept_ = HeldMods{true, true, true, true};
+        for (int32_t vk : setup.targets) TrackModifier(kept_, vk, false);
+    }
 
     void Walk(const std::vector<UnifiedEvent>& events) {
         double at = 0;
@@ -64,7 +73,7 @@ public:
                 }
                 continue;
             }
-            if (e.down) out_.keys.push_back(KeyEv{&e, held_, at, e.vk});
+            if (e.down) out_.keys.push_back(KeyEv{&e, at, e.vk, held_});
             TrackModifier(held_, e.vk, e.down);
         }
         // Unless the importer has the tools stop with the macro, the Key Spammer runs on after it.
@@ -85,7 +94,7 @@ private:
     // A stop lets go of every target, also those this round didn't press: a modifier the macro holds
     // is released with them.
     void Stop() {
-        for (int32_t vk : setup_.targets) TrackModifier(held_, vk, false);
+        ReleaseTargets();
         listPos_ = count_ > 0 ? (runPos_ + next_) % count_ : 0;
         running_ = false;
     }
@@ -117,13 +126,20 @@ private:
             const double at = RoundTime(r);
             if (setup_.chord) {
                 for (int32_t vk : setup_.targets) Press(vk, at);
-                for (int32_t vk : setup_.targets) TrackModifier(held_, vk, false);
+                ReleaseTargets();
             } else {
                 const int32_t vk = setup_.targets[static_cast<size_t>((runPos_ + r) % count_)];
                 Press(vk, at);
                 TrackModifier(held_, vk, false);
             }
         }
+    }
+
+    void ReleaseTargets() {
+        held_.ctrl = held_.ctrl && kept_.ctrl;
+        held_.alt = held_.alt && kept_.alt;
+        held_.shift = held_.shift && kept_.shift;
+        held_.win = held_.win && kept_.win;
     }
 
     void Press(int32_t vk, double at) {
@@ -133,7 +149,7 @@ private:
             return;
         }
         out_.toolPresses.push_back(UnifiedEvent{EventKey, at, 0, 0, 0, vk, true, 0});
-        out_.keys.push_back(KeyEv{&out_.toolPresses.back(), held_, at, vk});
+        out_.keys.push_back(KeyEv{&out_.toolPresses.back(), at, vk, held_});
         TrackModifier(held_, vk, true);
     }
 
@@ -141,6 +157,7 @@ private:
     PlayedKeys& out_;
     const int64_t count_;
     const int64_t edge_;
+    HeldMods kept_;  // the families that a release of every target leaves as they were
     HeldMods held_;
     bool running_ = false;
     double start_ = 0;

@@ -10,7 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libgtk-4-dev libwebkitgtk-6.0-dev
   libx11-dev libxtst-dev libxi-dev libxres-dev libxkbcommon-dev libxkbcommon-x11-dev libx11-xcb-dev
-  xvfb xauth openbox dbus x11-utils x11-xserver-utils x11-xkb-utils xdotool imagemagick patchelf gdb
+  xvfb xauth openbox dbus x11-utils x11-xserver-utils x11-xkb-utils xdotool xclip imagemagick patchelf gdb
   librsvg2-bin desktop-file-utils shared-mime-info libglib2.0-bin
   libssl-dev libcurl4-openssl-dev libarchive-dev ca-certificates openssl python3 zip
   chromium

@@ -1,6 +1,7 @@
 #include "timeline/EditorProcess.h"
 
-#include <cstdio>
+#include <cctype>
+#include <charconv>
 #include <cstdlib>
 
 #include "core/BindArgs.h"
@@ -19,11 +20,17 @@ bool TakeTransferFile(const std::string& name, const std::string& nonce, size_t 
     if (!IsTimelineNonce(nonce)) return false;
     const std::string path = TimelineDataFilePath(name);
     std::string text;
-    if (!ReadTimelineFile(path, text, maxBytes)) return false;
-    const size_t lf = text.find('\n');
-    if (lf == std::string::npos || text.compare(0, lf, nonce) != 0) return false;
+    if (!ReadTimelineFile(path, text, maxBytes) || !TimelineTransferTextFor(text, nonce, rest)) return false;
     PlatformDeleteFile(path);
-    rest = text.substr(lf + 1);
+    return true;
+}
+
+// A whole number after any blanks, from `p` on; false when there is none or it doesn't fit.
+bool ReadInt(const std::string& text, size_t& p, int& value) {
+    while (p < text.size() && std::isspace(static_cast<unsigned char>(text[p]))) ++p;
+    const auto [end, ec] = std::from_chars(text.data() + p, text.data() + text.size(), value);
+    if (ec != std::errc()) return false;
+    p = static_cast<size_t>(end - text.data());
     return true;
 }
 
@@ -49,7 +56,8 @@ int OpenTimelineEditorPid() {
 
 void ParseTimelineWindowSize(const std::string& text, int& width, int& height, bool& zoomed) {
     int w = 0, h = 0;
-    if (std::sscanf(text.c_str(), "%d %d", &w, &h) == 2 && w >= 1 && h >= 1) {
+    size_t p = 0;
+    if (ReadInt(text, p, w) && ReadInt(text, p, h) && w >= 1 && h >= 1) {
         width = w;
         height = h;
         zoomed = text.find(" max") != std::string::npos;
@@ -83,13 +91,24 @@ std::string TimelineReadLoad(const std::string& nonce) {
     return JsonEscapeForBind(document);
 }
 
-std::string TimelineReadResult(const std::string& nonce) {
-    std::string rest;
-    if (!TakeTransferFile("timeline-result.txt", nonce, kTimelineMaxResultBytes, rest)) return "null";
+bool TimelineTransferTextFor(const std::string& text, const std::string& nonce, std::string& rest) {
+    const size_t lf = text.find('\n');
+    if (lf == std::string::npos || text.compare(0, lf, nonce) != 0) return false;
+    rest = text.substr(lf + 1);
+    return true;
+}
+
+std::string TimelineResultFromText(const std::string& rest) {
     const size_t lf = rest.find('\n');
     const std::string status = rest.substr(0, lf);
     const std::string message = lf == std::string::npos ? "" : rest.substr(lf + 1);
     return TimelineBindResult(status == "ok", message);
+}
+
+std::string TimelineReadResult(const std::string& nonce) {
+    std::string rest;
+    if (!TakeTransferFile("timeline-result.txt", nonce, kTimelineMaxResultBytes, rest)) return "null";
+    return TimelineResultFromText(rest);
 }
 
 std::string TimelineSaveRequest(const std::string& arg,

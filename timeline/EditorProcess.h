@@ -27,7 +27,8 @@ std::string OpenTimelineEditorWindow(int masterPid);
 extern std::atomic<bool> g_TimelineDirty;
 extern std::atomic<bool> g_TimelineAutomationBusy;
 
-// The window size from the text of "timeline-window.txt": two numbers, both at least 1, else 1000 by 680;
+// The window size from the text of "timeline-window.txt": two whole numbers (blanks before each), both at
+// least 1 and within an int, else 1000 by 680;
 // zoomed when the text holds " max" and the numbers were good.
 void ParseTimelineWindowSize(const std::string& text, int& width, int& height, bool& zoomed);
 
@@ -46,6 +47,13 @@ std::string TimelineReadLoad(const std::string& nonce);
 
 // "tlReadResult": the master's verdict on the save `nonce` as a TimelineBindResult, once; else "null".
 std::string TimelineReadResult(const std::string& nonce);
+
+// A transfer file's text after its first line, when that line is `nonce`; false otherwise.
+bool TimelineTransferTextFor(const std::string& text, const std::string& nonce, std::string& rest);
+
+// A result file's text after its nonce line ("ok" or another status, then the message on the lines that
+// follow) as a TimelineBindResult.
+std::string TimelineResultFromText(const std::string& rest);
 
 // "tlSave": `arg` is the bridge's argument array holding the save document. Checks it with the master's
 // own parser, writes "timeline-save.json" and calls send("applyTimelineEdit", nonce). The result says only

@@ -13,12 +13,19 @@ var TL = (function () {
   const GUTTER = 78, RULER = 26, MIN_PX_PER_S = 1e-3, MAX_PX_PER_S = 2e6;
   const UNDO_BUDGET = 8e6;  // events kept across all undo steps (each step holds a list of references)
   const BUTTONS = { 2: 'Left', 4: 'Left', 8: 'Right', 16: 'Right', 32: 'Middle', 64: 'Middle', 128: 'Side', 256: 'Side' };
+  const BUTTON_DOWN = [2, 8, 32, 128];
+  const isPress = (e) => (e[TYPE] === 2 ? BUTTON_DOWN.includes(e[FLAGS]) : e[DOWN] === 1);  // a tool's "on" too
+  // What pairs a press with its release: the key's number, or the button (above any key number).
+  const pairId = (e) => (e[TYPE] === 3 ? e[VK] : e[TYPE] === 2 && BUTTONS[e[FLAGS]] ? 1000 + ((Math.log2(e[FLAGS]) - 1) >> 1) : -1);
   const TOOLS = { 1: 'Spammer', 2: 'Key Spammer' };
 
   // ---- State ------------------------------------------------------------------------------------------
   let events = [];
   let times = new Float64Array(0);
   let partner = new Map();  // key and click presses with their releases, both ways
+  let laneIndex = [];       // per lane: its events and their times, in time order
+  let laneBars = [];        // per lane: its press bars (see bars())
+  let selIndex = null;      // the same two for the selection, made when first drawn
   let keys = {};            // key number to name, as Quorvane named them
   let profile = '';
   let loadNonce = '';
@@ -88,20 +95,26 @@ var TL = (function () {
   const round6 = (t) => Math.round(t * 1e6) / 1e6;
   const withField = (e, f, v) => { const c = e.slice(); c[f] = v; return c; };
 
-  // Times, and which release belongs to which press, after every change of the list.
+  // After every change of the list: the times, which release belongs to which press, and each lane's own
+  // events with their times, so that drawing and hit tests search by time instead of walking the list.
   function reindex() {
-    times = new Float64Array(events.length);
+    const n = events.length;
+    times = new Float64Array(n);
     partner = new Map();
     const open = new Map();
-    for (let i = 0; i < events.length; i++) {
+    const counts = TRACKS.map(() => 0);
+    for (let i = 0; i < n; i++) counts[trackOf(events[i][TYPE])]++;
+    laneIndex = counts.map((c) => ({ times: new Float64Array(c), events: new Array(c) }));
+    const fill = TRACKS.map(() => 0);
+    for (let i = 0; i < n; i++) {
       const e = events[i];
       times[i] = e[TIME];
-      let id = null;
-      if (e[TYPE] === 3) id = 'k' + e[VK];
-      else if (e[TYPE] === 2 && BUTTONS[e[FLAGS]]) id = 'b' + BUTTONS[e[FLAGS]];
-      if (id === null) continue;
-      const isDown = e[TYPE] === 3 ? e[DOWN] === 1 : [2, 8, 32, 128].includes(e[FLAGS]);
-      if (isDown) {
+      const k = trackOf(e[TYPE]);
+      laneIndex[k].times[fill[k]] = e[TIME];
+      laneIndex[k].events[fill[k]++] = e;
+      const id = pairId(e);
+      if (id < 0) continue;
+      if (isPress(e)) {
         if (!open.has(id)) open.set(id, e);
       } else if (open.has(id)) {
         const d = open.get(id);
@@ -110,17 +123,54 @@ var TL = (function () {
         partner.set(e, d);
       }
     }
+    laneBars = laneIndex.map((l) => bars(l.events.filter((e) => partner.has(e) && isPress(e))));
+    selIndex = null;
   }
 
-  // First index whose time is at least t.
-  function lowerBound(t) {
-    let lo = 0, hi = times.length;
+  // The bars of presses in time order, each to its release: starts, ends, and the furthest end so far
+  // (`reach`), which tells whether anything before a point still runs over it.
+  function bars(presses) {
+    const n = presses.length;
+    const b = { start: new Float64Array(n), end: new Float64Array(n), reach: new Float64Array(n), press: presses };
+    let reach = -Infinity;
+    for (let i = 0; i < n; i++) {
+      b.start[i] = presses[i][TIME];
+      b.end[i] = partner.get(presses[i])[TIME];
+      reach = b.reach[i] = Math.max(reach, b.end[i]);
+    }
+    return b;
+  }
+
+  // The selection's lanes and bars, made again only when the selection or the list changed.
+  function selectionIndex() {
+    if (selIndex && selIndex.of === selection && selIndex.size === selection.size && selIndex.list === events) return selIndex;
+    const per = TRACKS.map(() => []);
+    const presses = TRACKS.map(() => new Set());
+    for (const e of selection) {
+      const k = trackOf(e[TYPE]);
+      per[k].push(e);
+      const p = partner.get(e);
+      if (p) presses[k].add(isPress(e) ? e : p);
+    }
+    const lanes = per.map((list) => {
+      list.sort(byTime);
+      return { times: Float64Array.from(list, (e) => e[TIME]), events: list };
+    });
+    const selBars = presses.map((set) => bars([...set].sort(byTime)));
+    selIndex = { of: selection, size: selection.size, list: events, lanes, bars: selBars };
+    return selIndex;
+  }
+
+  // First index of a sorted list of times, from `lo` on, whose time is at least t.
+  function lowerIn(ts, t, lo = 0) {
+    let hi = ts.length;
     while (lo < hi) {
       const mid = (lo + hi) >> 1;
-      if (times[mid] < t) lo = mid + 1; else hi = mid;
+      if (ts[mid] < t) lo = mid + 1; else hi = mid;
     }
     return lo;
   }
+  const lowerBound = (t) => lowerIn(times, t);
 
   const byTime = (a, b) => a[TIME] - b[TIME];  // Array.prototype.sort is stable: equal times keep their order
 
@@ -308,10 +358,20 @@ var TL = (function () {
     const css = getComputedStyle(document.documentElement);
     const v = (n) => css.getPropertyValue(n).trim();
     colors = { bg: v('--field'), panel: v('--panel'), line: v('--line'), text: v('--text'), muted: v('--muted'),
-      accent: v('--accent'), band: v('--accent-soft'), tracks: [v('--c-move'), v('--c-click'), v('--c-wheel'), v('--c-key'), v('--c-tool')] };
+      accent: v('--accent'), band: v('--accent-soft'), tracks: [v('--c-move'), v('--c-click'), v('--c-wheel'), v('--c-key'), v('--c-tool')],
+      font: '11px ' + getComputedStyle(document.body).fontFamily };
+    // Every other lane is shaded with the panel colour; mixed once here, it is painted opaque.
+    const mix = document.createElement('canvas').getContext('2d', { willReadFrequently: true });
+    mix.fillStyle = colors.bg; mix.fillRect(0, 0, 1, 1);
+    mix.globalAlpha = 0.55; mix.fillStyle = colors.panel; mix.fillRect(0, 0, 1, 1);
+    const [r, g, b] = mix.getImageData(0, 0, 1, 1).data;
+    colors.shade = 'rgb(' + r + ',' + g + ',' + b + ')';
   }
+  // The canvas's size in CSS pixels, read again only after it changed (reading it forces a layout).
+  let box = null;
+  const canvasBox = () => box || (box = canvas.getBoundingClientRect());
   function size() {
-    const r = canvas.getBoundingClientRect();
+    const r = canvasBox();
     const dpr = window.devicePixelRatio || 1;
     const w = Math.max(1, Math.round(r.width * dpr)), h = Math.max(1, Math.round(r.height * dpr));
     if (canvas.width !== w || canvas.height !== h) { canvas.width = w; canvas.height = h; }
@@ -341,12 +401,8 @@ var TL = (function () {
     const ls = lanes(h);
     const t1 = tOf(w);
     // Lanes and grid.
-    ls.forEach((l, i) => {
-      ctx.fillStyle = i % 2 ? colors.bg : colors.panel;
-      ctx.globalAlpha = 0.55;
-      ctx.fillRect(0, l.top, w, l.h);
-      ctx.globalAlpha = 1;
-    });
+    ctx.fillStyle = colors.shade;
+    ls.forEach((l, i) => { if (i % 2 === 0) ctx.fillRect(0, l.top, w, l.h); });
     const major = gridStep(80), minor = major / (major >= 60 ? 6 : 5);
     ctx.strokeStyle = colors.line;
     ctx.lineWidth = 1;
@@ -359,7 +415,7 @@ var TL = (function () {
     }
     ctx.stroke();
     ctx.fillStyle = colors.muted;
-    ctx.font = '11px ' + getComputedStyle(document.body).fontFamily;
+    ctx.font = colors.font;
     ctx.textBaseline = 'middle';
     for (let t = Math.ceil(view.t0 / major) * major; t <= t1; t += major) {
       const x = xOf(t);
@@ -409,108 +465,180 @@ var TL = (function () {
     return t.toFixed(digits) + 's';
   }
 
-  // Only what is in view is drawn, and at most one mark per pixel column and lane (selected ones always).
-  function drawEvents(ls, w, t1) {
-    const first = lowerBound(view.t0 - 2 / view.pps), last = lowerBound(t1 + 2 / view.pps);
-    const lastX = new Float64Array(TRACKS.length).fill(-1e9);
-    // Press bars: a press before the view whose release is in it (or beyond) is drawn too.
-    const bars = [];
-    for (let i = first; i < last; i++) {
-      const e = events[i];
-      const p = partner.get(e);
-      if (p && p[TIME] < e[TIME] && p[TIME] < view.t0) bars.push([p, e]);
-      else if (p && p[TIME] >= e[TIME]) bars.push([e, p]);
-    }
-    for (const [d, u] of bars) {
-      const l = ls[trackOf(d[TYPE])];
-      const x0 = Math.max(GUTTER, xOf(d[TIME])), x1 = Math.min(w, xOf(u[TIME]));
-      const sel = selection.has(d) || selection.has(u);
-      ctx.fillStyle = sel ? colors.accent : colors.tracks[trackOf(d[TYPE])];
-      ctx.globalAlpha = sel ? 0.55 : 0.3;
-      ctx.fillRect(x0, l.top + l.h * 0.3, Math.max(1, x1 - x0), l.h * 0.4);
-      ctx.globalAlpha = 1;
-      if (d[TYPE] === 3 && x1 - x0 > 26) {
-        ctx.fillStyle = colors.text;
-        ctx.save();
-        ctx.beginPath(); ctx.rect(x0, l.top, x1 - x0, l.h); ctx.clip();
-        ctx.fillText(keyName(d[VK]), x0 + 9, l.top + l.h / 2);
-        ctx.restore();
-      }
-    }
-    for (let i = first; i < last; i++) {
-      const e = events[i];
-      const tr = trackOf(e[TYPE]);
-      const x = xOf(e[TIME]);
-      const sel = selection.has(e);
-      if (!sel && x - lastX[tr] < 1) continue;
-      lastX[tr] = x;
-      const l = ls[tr];
-      const mid = l.top + l.h / 2;
-      ctx.fillStyle = sel ? colors.accent : colors.tracks[tr];
-      if (tr === 0) {
-        ctx.fillRect(x - (sel ? 1.5 : 0.5), mid - l.h * 0.28, sel ? 3 : 1, l.h * 0.56);
-      } else if (tr === 2) {
-        const up = e[WHEEL] > 0, s = sel ? 6 : 4.5;
-        ctx.beginPath();
-        ctx.moveTo(x, up ? mid - s : mid + s); ctx.lineTo(x - s, up ? mid + s / 2 : mid - s / 2); ctx.lineTo(x + s, up ? mid + s / 2 : mid - s / 2);
-        ctx.fill();
-      } else {
-        const isDown = tr === 1 ? [2, 8, 32, 128].includes(e[FLAGS]) : e[DOWN] === 1;
-        const r = sel ? 5.5 : 4;
-        ctx.beginPath();
-        if (tr === 4) { ctx.moveTo(x, mid - r - 1); ctx.lineTo(x + r + 1, mid); ctx.lineTo(x, mid + r + 1); ctx.lineTo(x - r - 1, mid); ctx.closePath(); } else ctx.arc(x, mid, r, 0, Math.PI * 2);
-        if (isDown) ctx.fill(); else { ctx.strokeStyle = ctx.fillStyle; ctx.lineWidth = 2; ctx.stroke(); ctx.lineWidth = 1; }
-      }
-      if (sel && drag && drag.kind === 'move' && drag.dt) {
-        ctx.globalAlpha = 0.35;
-        ctx.fillRect(xOf(e[TIME] + drag.dt) - 1, l.top + 3, 2, l.h - 6);
-        ctx.globalAlpha = 1;
-      }
+  // Calls fn(e, x) for the events of a lane (or of the selection's lane) from ta to tb, but only for the
+  // first of the events that fall within one pixel (or `columns` pixels): each step is a search for the next pixel column, so the
+  // cost follows the width of the view, not the number of events in it. `shift` draws them moved in time.
+  function eachColumn(lane, ta, tb, fn, shift = 0, columns = 1) {
+    const ts = lane.times, n = ts.length, px = columns / view.pps;
+    let i = lowerIn(ts, ta);
+    while (i < n && ts[i] <= tb) {
+      fn(lane.events[i], xOf(ts[i] + shift));
+      const next = ts[i] + px;
+      i = i + 1 < n && ts[i + 1] >= next ? i + 1 : lowerIn(ts, next, i + 1);
     }
   }
 
-  // The pointer's path over the moves in view, scaled into the side panel.
+  // Calls fn(t0, t1, press) for each stretch of press bars from ta to tb, where bars that overlap or lie
+  // within a pixel of each other make one stretch; `press` is the bar's press when the stretch is one bar.
+  // Every stretch but the last ends at least a pixel before the next, so there are at most as many as columns.
+  function eachBarRun(b, ta, tb, fn) {
+    const n = b.start.length, px = 1 / view.pps;
+    let i = lowerIn(b.start, ta);
+    let from, to, single;
+    if (i > 0 && b.reach[i - 1] >= ta) { from = ta; to = b.reach[i - 1]; single = null; }
+    else if (i < n && b.start[i] <= tb) { from = b.start[i]; to = b.end[i]; single = b.press[i]; i++; }
+    else return;
+    for (;;) {
+      // Take in every bar that starts within a pixel of the stretch's end, for as long as that extends it.
+      for (;;) {
+        const j = lowerIn(b.start, to + px, i);
+        if (j === i) break;
+        single = null;
+        i = j;
+        if (b.reach[j - 1] <= to) break;
+        to = b.reach[j - 1];
+      }
+      fn(from, to, single);
+      if (to >= tb || i >= n || b.start[i] > tb) return;
+      from = b.start[i]; to = b.end[i]; single = b.press[i]; i++;
+    }
+  }
+
+  function drawBars(l, k, b, ta, tb, w, sel) {
+    ctx.fillStyle = sel ? colors.accent : colors.tracks[k];
+    ctx.globalAlpha = sel ? 0.55 : 0.3;
+    const labels = [];
+    eachBarRun(b, ta, tb, (from, to, press) => {
+      const x0 = Math.max(GUTTER, xOf(from)), x1 = Math.min(w, xOf(to));
+      ctx.fillRect(x0, l.top + l.h * 0.3, Math.max(1, x1 - x0), l.h * 0.4);
+      if (press && k === 3 && x1 - x0 > 26) labels.push([press, x0, x1]);
+    });
+    ctx.globalAlpha = 1;
+    if (!labels.length) return;
+    ctx.fillStyle = colors.text;
+    for (const [press, x0, x1] of labels) {
+      ctx.save();
+      ctx.beginPath(); ctx.rect(x0, l.top, x1 - x0, l.h); ctx.clip();
+      ctx.fillText(keyName(press[VK]), x0 + 9, l.top + l.h / 2);
+      ctx.restore();
+    }
+  }
+
+  // One lane's marks. Each is filled on its own: the rasteriser is much slower on one path of many
+  // overlapping shapes than on the shapes one by one.
+  function drawMarks(l, k, lane, ta, tb, sel, shift = 0) {
+    const mid = l.top + l.h / 2;
+    const r = sel ? 5.5 : 4;
+    ctx.fillStyle = ctx.strokeStyle = sel ? colors.accent : colors.tracks[k];
+    ctx.lineWidth = 2;
+    eachColumn(lane, ta, tb, (e, x) => {
+      if (k === 0) {
+        ctx.fillRect(x - (sel ? 1.5 : 0.5), mid - l.h * 0.28, sel ? 3 : 1, l.h * 0.56);
+        return;
+      }
+      ctx.beginPath();
+      if (k === 2) {
+        const up = e[WHEEL] > 0, s = sel ? 6 : 4.5;
+        ctx.moveTo(x, up ? mid - s : mid + s); ctx.lineTo(x - s, up ? mid + s / 2 : mid - s / 2); ctx.lineTo(x + s, up ? mid + s / 2 : mid - s / 2);
+        ctx.fill();
+        return;
+      }
+      if (k === 4) { ctx.moveTo(x, mid - r - 1); ctx.lineTo(x + r + 1, mid); ctx.lineTo(x, mid + r + 1); ctx.lineTo(x - r - 1, mid); ctx.closePath(); } else ctx.arc(x, mid, r, 0, Math.PI * 2);
+      if (isPress(e)) ctx.fill(); else ctx.stroke();
+    }, shift, k === 0 ? 1 : 2);  // marks 8 pixels wide overlap just as well every other column
+    ctx.lineWidth = 1;
+  }
+
+  // Only what is in view is drawn, at most one mark and one bar per pixel column and lane; the selection
+  // goes over it in the accent colour.
+  function drawEvents(ls, w, t1) {
+    const ta = view.t0 - 8 / view.pps, tb = t1 + 8 / view.pps;
+    const sel = selection.size ? selectionIndex() : null;
+    ls.forEach((l, k) => {
+      drawBars(l, k, laneBars[k], view.t0, t1, w, false);
+      if (sel) drawBars(l, k, sel.bars[k], view.t0, t1, w, true);
+      drawMarks(l, k, laneIndex[k], ta, tb, false);
+      if (sel) drawMarks(l, k, sel.lanes[k], ta, tb, true);
+    });
+    if (sel && drag && drag.kind === 'move' && drag.dt) {
+      // Where the selection will land.
+      const dt = drag.dt;
+      ctx.fillStyle = colors.accent;
+      ctx.globalAlpha = 0.35;
+      ls.forEach((l, k) => eachColumn(sel.lanes[k], ta - dt, tb - dt, (e, x) => ctx.fillRect(x - 1, l.top + 3, 2, l.h - 6), dt));
+      ctx.globalAlpha = 1;
+    }
+  }
+
+  // The pointer's path over the moves in view, scaled into the side panel. A few thousand points at most
+  // are drawn: the panel has fewer pixels than that along any path.
   const pathCanvas = $('path');
+  const PATH_POINTS = 3000;
   function drawPath(t1) {
     const pc = pathCanvas.getContext('2d');
     const W = pathCanvas.width, H = pathCanvas.height;
-    pc.clearRect(0, 0, W, H);
     pc.fillStyle = colors.bg;
     pc.fillRect(0, 0, W, H);
-    const first = lowerBound(view.t0), last = lowerBound(t1);
-    const step = Math.max(1, Math.floor((last - first) / 20000));
+    const inView = (lane) => {
+      const a = lowerIn(lane.times, view.t0), b = lowerIn(lane.times, t1);
+      return { lane, a, b, step: Math.max(1, Math.ceil((b - a) / PATH_POINTS)) };
+    };
+    const each = (r, fn) => { for (let i = r.a; i < r.b; i += r.step) fn(r.lane.events[i]); };
+    const moves = inView(laneIndex[0]), clicks = inView(laneIndex[1]);
     let minX = Infinity, minY = Infinity, maxX = -Infinity, maxY = -Infinity;
-    for (let i = first; i < last; i += step) {
-      const e = events[i];
-      if (e[TYPE] !== 0 && e[TYPE] !== 2) continue;
+    const grow = (e) => {
+      if (e[TYPE] === 1) return;
       minX = Math.min(minX, e[X]); maxX = Math.max(maxX, e[X]); minY = Math.min(minY, e[Y]); maxY = Math.max(maxY, e[Y]);
-    }
+    };
+    each(moves, grow);
+    each(clicks, grow);
     if (minX === Infinity) return;
     const s = Math.min((W - 16) / Math.max(1, maxX - minX), (H - 16) / Math.max(1, maxY - minY));
     const px = (v) => 8 + (v - minX) * s, py = (v) => 8 + (v - minY) * s;
     pc.strokeStyle = colors.tracks[0];
-    pc.lineWidth = 1.5;
+    // A hairline, and a point only where the path has moved a pixel: a long macro goes over the same
+    // ground again and again, and a wide stroke of thousands of overlapping segments is slow to rasterise.
+    pc.lineWidth = 1;
     pc.beginPath();
-    let started = false;
-    for (let i = first; i < last; i += step) {
-      const e = events[i];
-      if (e[TYPE] !== 0) continue;
-      if (started) pc.lineTo(px(e[X]), py(e[Y])); else { pc.moveTo(px(e[X]), py(e[Y])); started = true; }
-    }
+    let lastX = NaN, lastY = NaN;
+    each(moves, (e) => {
+      if (e[TYPE] !== 0) return;
+      const x = px(e[X]), y = py(e[Y]);
+      if (Math.abs(x - lastX) < 1 && Math.abs(y - lastY) < 1) return;
+      if (lastX === lastX) pc.lineTo(x, y); else pc.moveTo(x, y);
+      lastX = x; lastY = y;
+    });
     pc.stroke();
-    for (let i = first; i < last; i++) {
-      const e = events[i];
-      const sel = selection.has(e);
-      if (e[TYPE] !== 2 && !(sel && e[TYPE] === 0)) continue;
-      pc.fillStyle = sel ? colors.accent : colors.tracks[1];
-      pc.beginPath(); pc.arc(px(e[X]), py(e[Y]), sel ? 4 : 3, 0, Math.PI * 2); pc.fill();
+    // One dot per few pixels (dots overlap at that spacing anyway): clicks repeated at one place, or a
+    // selection of thousands of moves, cost what the panel's area does.
+    const dots = (r, pick, radius) => {
+      const step = radius / 2, cols = Math.ceil(W / step) + 1;
+      const done = new Uint8Array(cols * (Math.ceil(H / step) + 1));
+      each(r, (e) => {
+        if (!pick(e)) return;
+        const x = px(e[X]), y = py(e[Y]);
+        const cell = Math.round(y / step) * cols + Math.round(x / step);
+        if (done[cell]) return;
+        done[cell] = 1;
+        pc.beginPath();
+        pc.arc(x, y, radius, 0, Math.PI * 2);
+        pc.fill();
+      });
+    };
+    pc.fillStyle = colors.tracks[1];
+    dots(clicks, () => true, 3);
+    if (selection.size) {
+      const sel = selectionIndex();
+      pc.fillStyle = colors.accent;
+      dots(inView(sel.lanes[0]), (e) => e[TYPE] === 0, 4);
+      dots(inView(sel.lanes[1]), () => true, 4);
     }
   }
 
   // ---- View: zoom and scroll --------------------------------------------------------------------------
   const span = () => (events.length ? events[events.length - 1][TIME] : 0);
   function clampView() {
-    const w = canvas.getBoundingClientRect().width - GUTTER;
+    const w = canvasBox().width - GUTTER;
     view.pps = Math.min(MAX_PX_PER_S, Math.max(MIN_PX_PER_S, view.pps));
     const maxT0 = Math.max(0, span() + 1 - w / view.pps * 0.5);
     view.t0 = Math.min(Math.max(view.t0, -0.02 * w / view.pps), maxT0);
@@ -525,7 +653,7 @@ var TL = (function () {
     if (listShown) renderList();
   }
   function fit() {
-    const w = Math.max(100, canvas.getBoundingClientRect().width - GUTTER);
+    const w = Math.max(100, canvasBox().width - GUTTER);
     const s = Math.max(span(), 0.5);
     view.pps = (w * 0.93) / s;
     view.t0 = -0.025 * s;
@@ -539,7 +667,7 @@ var TL = (function () {
     invalidate();
   }
   function reveal(t) {
-    const w = canvas.getBoundingClientRect().width;
+    const w = canvasBox().width;
     if (xOf(t) < GUTTER + 20 || xOf(t) > w - 20) { view.t0 = t - (w - GUTTER) / view.pps / 2; clampView(); }
   }
   const hscroll = $('hscroll');
@@ -552,27 +680,20 @@ var TL = (function () {
   // ---- Pointer ----------------------------------------------------------------------------------------
   // The event under a point: a mark within 6 px in its lane, else a press bar (which gives its press).
   function hit(x, y) {
-    const ls = lanes(canvas.getBoundingClientRect().height);
+    const ls = lanes(canvasBox().height);
     const lane = ls.findIndex((l) => y >= l.top && y < l.top + l.h);
     if (lane < 0 || x < GUTTER) return null;
     const t = tOf(x), slack = 6 / view.pps;
-    let best = null, bestD = Infinity;
-    for (let i = lowerBound(t - slack); i < events.length && times[i] <= t + slack; i++) {
-      const e = events[i];
-      if (trackOf(e[TYPE]) !== lane) continue;
-      const d = Math.abs(e[TIME] - t);
-      if (d < bestD) { best = e; bestD = d; }
-    }
-    if (best) return best;
-    if (lane === 1 || lane === 3) {
-      // A bar: the latest press before t whose release is after it.
-      const lim = Math.max(0, lowerBound(t) - 2000);
-      for (let i = lowerBound(t) - 1; i >= lim; i--) {
-        const e = events[i];
-        const p = partner.get(e);
-        if (trackOf(e[TYPE]) === lane && p && p[TIME] >= t && e[TIME] <= t) return e;
-      }
-    }
+    const { times: ts, events: list } = laneIndex[lane];
+    // The nearest on either side; of equal times, the first.
+    const i = lowerIn(ts, t);
+    let j = i;
+    if (i > 0 && (i === ts.length || t - ts[i - 1] <= ts[i] - t)) j = lowerIn(ts, ts[i - 1]);
+    if (j < ts.length && Math.abs(ts[j] - t) <= slack) return list[j];
+    // A bar: the latest press at or before t whose release is after it.
+    const b = laneBars[lane];
+    const last = lowerIn(b.start, t + 1e-12) - 1;
+    for (let k = last; k >= 0 && k > last - 5000 && b.reach[k] >= t; k--) if (b.end[k] >= t) return b.press[k];
     return null;
   }
 
@@ -683,11 +804,11 @@ var TL = (function () {
       if (selection.size) shiftSelection(dir * (ev.shiftKey ? 0.1 : 0.01));
       else scrollBy(dir * 60);
     } else if (ev.key === 'ArrowUp' || ev.key === 'ArrowDown' || ev.key === 'Home' || ev.key === 'End') step(ev.key, ev.shiftKey);
-    else if (ev.key === '+' || ev.key === '=') zoomAt(1.5, (GUTTER + canvas.getBoundingClientRect().width) / 2);
-    else if (ev.key === '-') zoomAt(1 / 1.5, (GUTTER + canvas.getBoundingClientRect().width) / 2);
+    else if (ev.key === '+' || ev.key === '=') zoomAt(1.5, (GUTTER + canvasBox().width) / 2);
+    else if (ev.key === '-') zoomAt(1 / 1.5, (GUTTER + canvasBox().width) / 2);
     else if (ev.key === '0') fit();
     else if (k === 'p' && !ctrl) askPause();
-    else if (ev.key === 'PageDown' || ev.key === 'PageUp') scrollBy((ev.key === 'PageDown' ? 1 : -1) * (canvas.getBoundingClientRect().width - GUTTER) * 0.8);
+    else if (ev.key === 'PageDown' || ev.key === 'PageUp') scrollBy((ev.key === 'PageDown' ? 1 : -1) * (canvasBox().width - GUTTER) * 0.8);
     else done = false;
     if (done) ev.preventDefault();
   }
@@ -794,7 +915,7 @@ var TL = (function () {
   let listItems = [];
   let sortable = null;
   function renderList() {
-    const w = canvas.getBoundingClientRect().width || 800;
+    const w = canvasBox().width || 800;
     const t1 = tOf(w);
     const all = [];
     let total = 0;
@@ -1098,7 +1219,9 @@ var TL = (function () {
 
   // ---- Start ------------------------------------------------------------------------------------------
   function init() {
+    reindex();
     readColors();
+    new ResizeObserver(() => { box = null; invalidate(); }).observe(canvas);
     canvas.addEventListener('pointerdown', pointerDown);
     canvas.addEventListener('pointermove', pointerMove);
     canvas.addEventListener('pointerup', pointerUp);
@@ -1111,8 +1234,8 @@ var TL = (function () {
     $('b-delete').addEventListener('click', deleteSelection);
     $('b-duplicate').addEventListener('click', duplicateSelection);
     $('b-pause').addEventListener('click', askPause);
-    $('b-zoom-in').addEventListener('click', () => zoomAt(1.5, (GUTTER + canvas.getBoundingClientRect().width) / 2));
-    $('b-zoom-out').addEventListener('click', () => zoomAt(1 / 1.5, (GUTTER + canvas.getBoundingClientRect().width) / 2));
+    $('b-zoom-in').addEventListener('click', () => zoomAt(1.5, (GUTTER + canvasBox().width) / 2));
+    $('b-zoom-out').addEventListener('click', () => zoomAt(1 / 1.5, (GUTTER + canvasBox().width) / 2));
     $('b-fit').addEventListener('click', fit);
     $('b-save').addEventListener('click', save);
     $('b-revert').addEventListener('click', revert);
@@ -1139,6 +1262,6 @@ var TL = (function () {
   // For the tests and the benchmark: read-only views of the state, and the view's controls.
   return {
     events: () => events, selection: () => selected(), view: () => ({ ...view }), playhead: () => playhead,
-    dirty: isDirty, busy: () => busy, draw, fit, zoomAt, scrollBy, validate, xOf, lanes: () => lanes(canvas.getBoundingClientRect().height),
+    dirty: isDirty, busy: () => busy, draw, fit, zoomAt, scrollBy, validate, xOf, lanes: () => lanes(canvasBox().height),
   };
 })();

@@ -87,7 +87,7 @@ bool SelfTestUpdate(const std::string& vectorsPath, std::string& report) {
     r.Line(loopback == testBuild,
            testBuild ? "host: loopback test site accepted by this test build" : "host: loopback test site rejected");
     const bool releaseKeyLoads = ImportP256PublicBlob(kReleasePublicKeyBlob, 72) != nullptr;
-    r.Line(releaseKeyLoads, "release key pinned in this build");
+    r.Line(releaseKeyLoads, "signing certificate pinned in this build");
     // A manifest payload signed by the test key: trusted exactly when this is a test build.
     const bool testKeyTrusted = VerifyWithTrustedKeys(
         "QVN-UPDATE-1|pro|9.9.9|0000000000000000000000000000000000000000000000000000000000000000|"

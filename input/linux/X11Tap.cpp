@@ -207,6 +207,17 @@ std::thread g_WatchdogThread;
 std::mutex g_WatchdogMutex;
 std::condition_variable g_WatchdogCv;
 bool g_WatchdogStop = false;
+// Only a recording makes the tap wait for the profile lock: without one the watchdog dozes, and the tap's
+// first wait wakes it. Both sides store, then load the other's word, so at least one of them sees it.
+std::atomic<bool> g_WatchdogDozing{false};
+
+void WakeDozingWatchdog() {
+    {
+        std::lock_guard<std::mutex> lock(g_WatchdogMutex);
+        g_WatchdogDozing = false;
+    }
+    g_WatchdogCv.notify_all();
+}
 
 // --- Devices ----------------------------------------------------------------------------------------------
 
@@ -383,6 +394,7 @@ double AgeOf(Time t) {
 
 void RecordWhileWatched(const UnifiedEvent& e) {
     g_TapBusySinceNs = NowNs();
+    if (g_WatchdogDozing) WakeDozingWatchdog();
     if (const auto append = CurrentTapRecorder().append) append(e);
     g_TapBusySinceNs = 0;
 }
@@ -748,14 +760,24 @@ void StartRecordingKeyPresses() {
 void WatchdogMain(Display* grab, int keyboardId, int pointerId) {
     std::unique_lock<std::mutex> lock(g_WatchdogMutex);
     int64_t answered = 0;
-    while (!g_WatchdogCv.wait_for(lock, std::chrono::milliseconds(25), [] { return g_WatchdogStop; })) {
+    for (;;) {
+        g_WatchdogDozing = true;
+        const bool doze = !isRecording && g_TapBusySinceNs == 0;
+        if (!doze) g_WatchdogDozing = false;
+        g_WatchdogCv.wait_for(lock, std::chrono::milliseconds(doze ? 1000 : 25),
+                              [doze] { return g_WatchdogStop || (doze && !g_WatchdogDozing); });
+        if (g_WatchdogStop) break;
+        g_WatchdogDozing = false;
         const int64_t since = g_TapBusySinceNs;
         if (since == 0 || since == answered || NowNs() - since < kWatchdogNs) continue;
         // The tap's thread waits for the profile lock; a device frozen on one of our grabs meanwhile is
         // replayed (a device that isn't frozen ignores this). Xlib locks the shared connection.
+        // Not under the watchdog's lock, which the tap's thread may take to wake it.
+        lock.unlock();
         XIAllowEvents(grab, keyboardId, XIReplayDevice, CurrentTime);
         XIAllowEvents(grab, pointerId, XIReplayDevice, CurrentTime);
         XFlush(grab);
+        lock.lock();
         answered = since;
     }
 }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <iterator>
 #include <random>
 
 #include "macro/MacroScan.h"
@@ -321,6 +322,54 @@ TEST(MacroScanTest, WindowedSequenceAgreesWithTheWalk) {
                 ASSERT_EQ(got.atSec, want.atSec) << round << " " << window;
             }
         }
+    }
+}
+
+// The scan walks two-byte codes of the keys; every kind of step must answer on a code as on the key itself,
+// also for key numbers a code can't hold (a file may carry any number) and steps that want one of those.
+TEST(MacroScanTest, KeyCodesAnswerAsTheKeys) {
+    const std::vector<Step> steps = {
+        Combo({}, kEnter),
+        Combo({ModFamily::Ctrl, ModFamily::Alt}, kF1, kF12),
+        Combo({}, 250, 400),  // reaches past the numbers a code holds
+        Combo({ModFamily::Shift}, -5, 0),
+        Combo({}, 255),
+        TypingOnce,
+        WinTap,
+        AnyOf({Combo({ModFamily::Win}, 'R'), Combo({ModFamily::Win}, 300)}),
+        Step::Fn([](const UnifiedEvent& e, const HeldMods& h) { return e.time > 2 && !h.alt; }),
+    };
+    std::mt19937 rng(11);
+    const int alphabet[] = {kEnter, 'A', 'R', kF1, kF12, kCtrl, kAlt, kShift, kWin, 92, 161, 163,
+                            250,    254, 255, 256, 269,  300,   321,  401,    -1,   -5, 0,   65 + 256};
+    std::vector<UnifiedEvent> ev;
+    for (int i = 0; i < 4000; ++i) {
+        ev.push_back(
+            UnifiedEvent{EventKey, i * 0.001, 0, 0, 0, alphabet[rng() % std::size(alphabet)], rng() % 2 != 0, 0});
+    }
+    const auto keys = BuildKeyList(ev);
+    const KeyCodes codes(keys);
+    ASSERT_EQ(codes.size(), keys.size());
+    for (size_t s = 0; s < steps.size(); ++s) {
+        size_t passed = 0;
+        for (size_t i = 0; i < keys.size(); ++i) {
+            ASSERT_EQ(steps[s](codes, i), steps[s](keys[i])) << "step " << s << " key " << keys[i].vk;
+            passed += steps[s](keys[i]) ? 1 : 0;
+        }
+        EXPECT_GT(passed, 0u) << "step " << s;  // each step is put to the test
+    }
+
+    // Through the whole scan: 13 + 256 is no Enter, 65 + 256 no typed letter.
+    const auto key = [](int vk, bool down, double t) { return UnifiedEvent{EventKey, t, 0, 0, 0, vk, down, 0}; };
+    const struct {
+        int typed, enter;
+        std::vector<std::string> ids;
+    } cases[] = {
+        {'X', kEnter, {"run-dialog"}}, {'X', kEnter + 256, {"command-box"}}, {'A' + 256, kEnter, {"command-box"}}};
+    for (const auto& [typed, enter, ids] : cases) {
+        ev = {key(kAlt, true, 0),  key(kF2, true, 0),    key(kF2, false, 0), key(kAlt, false, 0),
+              key(typed, true, 1), key(typed, false, 1), key(enter, true, 2)};
+        EXPECT_EQ(Ids(ScanMacroEvents(ev)), ids) << typed << " " << enter;
     }
 }
 

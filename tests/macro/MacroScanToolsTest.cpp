@@ -50,6 +50,19 @@ TEST(MacroScanToolsTest, SetupFromProfileSettings) {
     }
 }
 
+TEST(MacroScanToolsTest, ListReadsUpTo256Keys) {
+    // Empty pieces and ones that aren't numbers are skipped; the 256th key ends the list, however long.
+    std::string list = "|66||x|";
+    for (int i = 0; i < 300; ++i) list += std::to_string(i) + "|";
+    KeySpamSetup s = KeySpamSetupFromProfileSettings(Settings(5, 1, 0, list));
+    ASSERT_EQ(s.targets.size(), 256u);
+    EXPECT_EQ(s.targets.front(), 66);
+    EXPECT_EQ(s.targets[1], 0);
+    EXPECT_EQ(s.targets.back(), 254);
+    EXPECT_EQ(KeySpamSetupFromProfileSettings(Settings(5, 1, 0, "65|")).targets, (std::vector<int32_t>{65}));
+    EXPECT_TRUE(KeySpamSetupFromProfileSettings(Settings(5, 1, 0, "")).targets.empty());
+}
+
 TEST(MacroScanToolsTest, KeySpammerKeysJoinTheMacros) {
     const std::string runBox = Settings(5, 0, 5, "82|67|77|68|13");  // R, C, M, D, Enter, once
     // Win down, Key Spammer on, Win up: its first R comes while Win is held, the rest is the command.

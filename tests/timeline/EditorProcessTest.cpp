@@ -30,9 +30,19 @@ TEST(TimelineWindowFile, SizeReadsBackAndBadTextGivesTheDefault) {
         int w, h;
         bool zoomed;
     } cases[] = {
-        {"", 1000, 680, false},           {"garbage max", 1000, 680, false}, {"0 500", 1000, 680, false},
-        {"800 -1 max", 1000, 680, false}, {"800 600", 800, 600, false},      {"800 600 max", 800, 600, true},
+        {"", 1000, 680, false},
+        {"garbage max", 1000, 680, false},
+        {"0 500", 1000, 680, false},
+        {"800 -1 max", 1000, 680, false},
+        {"800 600", 800, 600, false},
+        {"800 600 max", 800, 600, true},
         {"5000 4000", 5000, 4000, false},  // clamped to the screen by the window, not here
+        {" 800\n600", 800, 600, false},
+        {"800", 1000, 680, false},
+        {"99999999999 600", 1000, 680, false},
+        {"800 x600 max", 1000, 680, false},
+        {"800 600max", 800, 600, false},
+        {"max 800 600", 1000, 680, false},
     };
     for (const auto& c : cases) {
         int w = 0, h = 0;
@@ -63,6 +73,16 @@ TEST(TimelinePageReads, OnlyTheOwnerTakesALoadOrAResultAndOnlyOnce) {
     EXPECT_EQ(TimelineReadResult("f00"), "{\"ok\":true,\"message\":\"\"}");
     Put("timeline-result.txt", "f00");
     EXPECT_EQ(TimelineReadResult("f00"), "null");
+
+    // The reading itself: the nonce must be the whole first line; anything but "ok" is a refusal, and the
+    // message keeps quotes and control bytes as text.
+    std::string rest;
+    EXPECT_FALSE(TimelineTransferTextFor("f00 \nok", "f00", rest));
+    EXPECT_FALSE(TimelineTransferTextFor("\nok", "f00", rest));
+    EXPECT_TRUE(TimelineTransferTextFor("f00\n", "f00", rest));
+    EXPECT_EQ(rest, "");
+    EXPECT_EQ(TimelineResultFromText("OK\nSaved."), "{\"ok\":false,\"message\":\"Saved.\"}");
+    EXPECT_EQ(TimelineResultFromText("ok\r\n\"}\x01"), "{\"ok\":false,\"message\":\"\\\"}\\u0001\"}");
 }
 
 TEST(TimelineSaveRequestTest, ChecksTheDocumentBeforeAnythingLeaves) {

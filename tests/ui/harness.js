@@ -150,7 +150,11 @@ function fakeEditorBridge(init) {
     getCustomThemes: () => q.custom,
     qvnMacAlert: () => undefined,
     tlGetStatus: () => '',
-    tlRequestLoad: (nonce) => { if (q.load !== null) q.pendingLoad = { nonce, text: JSON.stringify(q.load) }; },
+    // With `loadUrl`, the document is fetched when asked for, as the master writes it only then.
+    tlRequestLoad: (nonce) => {
+      if (q.loadUrl) fetch(q.loadUrl).then((r) => r.text()).then((text) => { q.pendingLoad = { nonce, text }; });
+      else if (q.load !== null) q.pendingLoad = { nonce, text: JSON.stringify(q.load) };
+    },
     tlReadLoad: (nonce) => {
       if (!q.pendingLoad || q.pendingLoad.nonce !== nonce) return null;
       const t = q.pendingLoad.text;
@@ -182,7 +186,7 @@ function fakeEditorBridge(init) {
 }
 
 // Opens the editor's page; `load` is the load document the master would write (null: it never answers).
-async function openTimeline({ load = null, width = 1100, height = 640, init = {} } = {}) {
+async function openTimeline({ load = null, width = 1100, height = 640, init = {}, routes = {} } = {}) {
   browser = browser || await chromium.launch({ executablePath: process.env.QVN_CHROMIUM || '/usr/bin/chromium', args: ['--no-sandbox'] });
   const page = await browser.newPage({ viewport: { width, height } });
   page.errors = [];
@@ -191,6 +195,7 @@ async function openTimeline({ load = null, width = 1100, height = 640, init = {}
   await page.addInitScript(fakeEditorBridge, Object.assign({ load }, init));
   const html = inlinedPage('timeline.html');
   await page.route('http://quorvane.test/', (route) => route.fulfill({ contentType: 'text/html', body: html }));
+  for (const [url, body] of Object.entries(routes)) await page.route(url, (route) => route.fulfill({ contentType: 'text/plain', body }));
   await page.goto('http://quorvane.test/');
   // The count reads "0 events" before the load too, so an empty macro is waited for by the load's own message.
   if (load && !load.error) await page.waitForFunction(() => TL.events().length > 0 || /^Loaded 0 events/.test(document.getElementById('message').textContent));

@@ -111,6 +111,56 @@ test('select by click, Shift-click and rubber band; drag retimes with snapping; 
   assert.deepEqual(page.errors, []);
 });
 
+test('a long macro is drawn by the pixel: lone events, the selection and a long hold all still show', async () => {
+  // 100,000 moves over 800 s, a key held from 100 s to 700 s, and one click alone after the moves.
+  const big = [];
+  for (let i = 1; i <= 100000; i++) big.push([0, i * 0.008, 100 + (i % 50), 100, 0, 0, 0, 0]);
+  big.push([3, 100.0001, 0, 0, 0, 65, 1, 0], [3, 700.0001, 0, 0, 0, 65, 0, 0], [2, 900, 5, 5, 2, 0, 0, 0], [2, 900.01, 5, 5, 4, 0, 0, 0]);
+  big.sort((a, b) => a[1] - b[1]);
+  const page = await h.openTimeline({ load: { profile: 'Long', profileIdx: 0, keys: {}, events: big } });
+  // Canvas calls of one redraw of everything, and the colour at a point of a lane.
+  const probe = (lane, t, dy = 0) => page.evaluate(([lane, t, dy]) => {
+    const ctx = document.getElementById('canvas').getContext('2d');
+    const l = TL.lanes()[lane];
+    let n = 0;
+    const names = ['fillRect', 'arc', 'fill', 'stroke', 'lineTo', 'rect'];
+    const saved = names.map((m) => ctx[m]);
+    names.forEach((m, i) => { ctx[m] = function (...a) { n++; return saved[i].apply(this, a); }; });
+    TL.draw();
+    names.forEach((m, i) => { ctx[m] = saved[i]; });
+    const at = (x, y) => Array.from(ctx.getImageData(Math.floor(x), Math.floor(y), 1, 1).data.slice(0, 3));
+    return { calls: n, width: ctx.canvas.width, mark: at(TL.xOf(t), l.top + l.h / 2 + dy), ground: at(TL.xOf(t), l.top + 2) };
+  }, [lane, t, dy]);
+
+  await page.evaluate(() => TL.fit());
+  const lone = await probe(1, 900);
+  assert.ok(lone.calls < 4 * lone.width, `${lone.calls} canvas calls for a ${lone.width} px wide view`);
+  assert.notDeepEqual(lone.mark, lone.ground, 'the lone click is drawn');
+
+  // A move picked out of the crowd is drawn in the accent colour over the merged marks.
+  const moves = await page.evaluate(() => TL.lanes()[0]);
+  const r = await page.evaluate(() => document.getElementById('canvas').getBoundingClientRect());
+  await page.mouse.click(r.left + (await page.evaluate(() => TL.xOf(400))), r.top + moves.top + moves.h / 2);
+  const [picked] = await page.evaluate(() => TL.selection());
+  assert.equal(picked[0], 0);
+  const accent = await page.evaluate(() => {
+    const c = document.createElement('canvas').getContext('2d');
+    c.fillStyle = getComputedStyle(document.documentElement).getPropertyValue('--accent');
+    c.fillRect(0, 0, 1, 1);
+    return Array.from(c.getImageData(0, 0, 1, 1).data.slice(0, 3));
+  });
+  const sel = await probe(0, picked[1], -moves.h * 0.2);
+  assert.ok(sel.mark.every((v, i) => Math.abs(v - accent[i]) < 24), `selected move ${sel.mark} vs accent ${accent}`);
+
+  // Zoomed in on 400 s, the hold's bar fills the keys lane though its press and release are far outside.
+  await page.evaluate(() => TL.zoomAt(250, TL.xOf(400)));
+  const hold = await probe(3, 400);
+  assert.notDeepEqual(hold.mark, hold.ground, 'the bar runs through the view');
+  await page.mouse.click(r.left + (await page.evaluate(() => TL.xOf(400))), r.top + (await page.evaluate(() => TL.lanes()[3])).top + 40);
+  assert.deepEqual(await selectedTimes(page), [100.0001, 700.0001], 'a click on the bar takes the press and its release');
+  assert.deepEqual(page.errors, []);
+});
+
 test('keys nudge, walk, delete, duplicate, pause, copy and paste, each undone in one step', async () => {
   const page = await h.openTimeline({ load: LOAD });
   await page.focus('#canvas');

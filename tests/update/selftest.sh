@@ -16,6 +16,7 @@ check "the release build passes the vectors" test "$rc" = 0
 check "and says so last" test "$(tail -n1 <<< "$out")" = "SELFTEST-UPDATE: ALL PASS"
 check "it refuses the loopback host" grep -qx "PASS host: loopback test site rejected" <<< "$out"
 check "it refuses the test key" grep -qx "PASS test key refused by this build" <<< "$out"
+check "it reports its pinned key" grep -qx "PASS signing certificate pinned in this build" <<< "$out"
 if [ -n "$testbin" ]; then
   out=$("$testbin" --selftest-update="$vectors"); rc=$?
   check "the test build passes the vectors" test "$rc" = 0

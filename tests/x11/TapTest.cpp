@@ -216,6 +216,9 @@ TEST_F(TapTest, AfterTheWatchdogHotkeysAndTypingStillWork) {
         Tap(a);  // its recording waits for the lock
         UserKey(f6, true);
         std::this_thread::sleep_for(300ms);
+        // Still within the lock: the watchdog has let the keyboard go, so a key typed now arrives at once.
+        Tap(b);
+        EXPECT_TRUE(WaitUntil([&] { return g_Window.Count(Line("KeyPress", b)) == 1; }, 1s));
         UserKey(f6, false);
         std::this_thread::sleep_for(50ms);
     }

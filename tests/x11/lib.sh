@@ -37,6 +37,20 @@ shoot_painted() {
   done
 }
 
+# The outer frame of window $1 ("x y width height"): its client geometry and the window manager's decorations.
+frame() {
+  local win=$1 info X Y WIDTH HEIGHT l r t b
+  info=$(xwininfo -id "$win")
+  X=$(sed -n 's/.*Absolute upper-left X: *//p' <<< "$info")
+  Y=$(sed -n 's/.*Absolute upper-left Y: *//p' <<< "$info")
+  WIDTH=$(sed -n 's/.*Width: *//p' <<< "$info")
+  HEIGHT=$(sed -n 's/.*Height: *//p' <<< "$info")
+  local ext
+  ext=$(xprop -id "$win" _NET_FRAME_EXTENTS | sed -n 's/.*= //p' | tr -d ' ')
+  IFS=, read -r l r t b <<< "${ext:-0,0,0,0}"
+  echo "$((X - l)) $((Y - t)) $((WIDTH + l + r)) $((HEIGHT + t + b))"
+}
+
 # Waits up to $2 seconds for our child $1 to end and puts its exit status in $rc ("timeout" if it didn't:
 # then the stacks of its threads are printed, to show where it hangs). Not a command substitution: only
 # this shell can wait for its own children.

@@ -11,20 +11,6 @@ settings() {  # settings x y w h [alwaysOnTop]
 }
 saved() { grep "^$1=" "$data/appsettings.txt" | cut -d= -f2; }
 
-# The outer frame of our window: client geometry less the window manager's decorations.
-frame() {
-  local win=$1 info X Y WIDTH HEIGHT
-  info=$(xwininfo -id "$win")
-  X=$(sed -n 's/.*Absolute upper-left X: *//p' <<< "$info")
-  Y=$(sed -n 's/.*Absolute upper-left Y: *//p' <<< "$info")
-  WIDTH=$(sed -n 's/.*Width: *//p' <<< "$info")
-  HEIGHT=$(sed -n 's/.*Height: *//p' <<< "$info")
-  local ext
-  ext=$(xprop -id "$win" _NET_FRAME_EXTENTS | sed -n 's/.*= //p' | tr -d ' ')
-  IFS=, read -r l r t b <<< "${ext:-0,0,0,0}"
-  echo "$((X - l)) $((Y - t)) $((WIDTH + l + r)) $((HEIGHT + t + b))"
-}
-
 start() {
   "$QVN_BIN" & app=$!
   wait_for 20 has_main_window || return 1

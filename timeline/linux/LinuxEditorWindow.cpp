@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "platform/linux/LinuxX11Window.h"
 #include "timeline/EditorProcess.h"
 
 namespace {
@@ -25,19 +26,57 @@ bool VisibleArea(GtkWidget* widget, GdkRectangle& area) {
     return area.width > 0 && area.height > 0;
 }
 
-struct Centre {
-    int x, y;
+// Moves the outer frame's corner to (x, y): through the window manager (north-west gravity, position
+// only) when there is one, else the window itself.
+void MoveFrame(const XWin& w, int x, int y) {
+    if (HasWindowManager(w.dpy)) {
+        XEvent ev{};
+        ev.xclient.type = ClientMessage;
+        ev.xclient.window = w.xid;
+        ev.xclient.message_type = XInternAtom(w.dpy, "_NET_MOVERESIZE_WINDOW", False);
+        ev.xclient.format = 32;
+        ev.xclient.data.l[0] = NorthWestGravity | (1 << 8) | (1 << 9) | (2 << 12);
+        ev.xclient.data.l[1] = x;
+        ev.xclient.data.l[2] = y;
+        XSendEvent(w.dpy, DefaultRootWindow(w.dpy), False, SubstructureRedirectMask | SubstructureNotifyMask, &ev);
+    } else {
+        XMoveWindow(w.dpy, w.xid, x, y);
+    }
+    XFlush(w.dpy);
+}
+
+struct Centring {
+    GtkWidget* window;  // a reference held until done
+    int width, height;  // the content size asked for (the allocation may not have caught up yet)
+    int tries = 0;
 };
 
-// Once mapped, the window goes to the middle of the work area (GTK 4 has no call for a position).
-void OnMapCentre(GtkWidget* widget, gpointer data) {
-    const auto* at = static_cast<Centre*>(data);
-    GdkSurface* surface = gtk_native_get_surface(GTK_NATIVE(widget));
-    if (surface && GDK_IS_X11_SURFACE(surface)) {
-        Display* dpy = gdk_x11_display_get_xdisplay(gdk_surface_get_display(surface));
-        XMoveWindow(dpy, gdk_x11_surface_get_xid(surface), at->x, at->y);
-        XFlush(dpy);
+// Puts the window's outer frame in the middle of the work area. GTK 4 has no call for a position, and a
+// window manager frames a window only after it maps, so this runs once the frame's decorations are known
+// (checked every 100 ms, for up to 2 s) and asks the window manager to move the frame there, leaving
+// its size alone.
+gboolean CentreWhenFramed(gpointer data) {
+    auto* c = static_cast<Centring*>(data);
+    GtkWidget* widget = c->window;
+    GdkRectangle area{0, 0, 0, 0};
+    const XWin w = XWindowOf(widget);
+    if (w.dpy && gtk_widget_get_mapped(widget) && !gtk_window_is_maximized(GTK_WINDOW(widget)) &&
+        VisibleArea(widget, area)) {
+        long e[4];
+        FrameExtents(w, e);
+        if (e[0] + e[1] + e[2] + e[3] == 0 && HasWindowManager(w.dpy) && ++c->tries < 20) return G_SOURCE_CONTINUE;
+        const int frameW = c->width + static_cast<int>(e[0] + e[1]);
+        const int frameH = c->height + static_cast<int>(e[2] + e[3]);
+        MoveFrame(w, area.x + std::max(0, (area.width - frameW) / 2), area.y + std::max(0, (area.height - frameH) / 2));
     }
+    g_object_unref(widget);
+    delete c;
+    return G_SOURCE_REMOVE;
+}
+
+void OnMapCentre(GtkWidget* widget, gpointer data) {
+    g_signal_handlers_disconnect_by_func(widget, reinterpret_cast<gpointer>(OnMapCentre), data);
+    g_timeout_add(100, CentreWhenFramed, data);
 }
 
 gboolean OnCloseRequest(GtkWindow*, gpointer data) {
@@ -59,12 +98,14 @@ void PlatformSetUpTimelineWindow(void* window, int width, int height, bool zoome
     height = std::max(height, minHeight);
     gtk_widget_set_size_request(widget, minWidth, minHeight);
     gtk_window_set_default_size(GTK_WINDOW(window), width, height);
-    if (area.width > 0) {
-        auto* at = new Centre{area.x + (area.width - width) / 2,
-                              area.y + std::max(0, (area.height - height - kTitleBarHeight) / 2)};
-        g_signal_connect_data(
-            widget, "map", G_CALLBACK(OnMapCentre), at,
-            [](gpointer data, GClosure*) { delete static_cast<Centre*>(data); }, G_CONNECT_AFTER);
+    if (area.width > 0 && !zoomed) {
+        // The web view may have shown the window already.
+        auto* centring = new Centring{GTK_WIDGET(g_object_ref(widget)), width, height};
+        if (gtk_widget_get_mapped(widget)) {
+            OnMapCentre(widget, centring);
+        } else {
+            g_signal_connect_after(widget, "map", G_CALLBACK(OnMapCentre), centring);
+        }
     }
     if (zoomed && !gtk_window_is_maximized(GTK_WINDOW(window))) gtk_window_maximize(GTK_WINDOW(window));
     gtk_window_present(GTK_WINDOW(window));
