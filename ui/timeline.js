@@ -456,7 +456,22 @@ var TL = (function () {
     });
     $('readout').textContent = fmtTime(Math.max(0, view.t0)) + ' – ' + fmtTime(t1) + '  ·  playhead ' + fmtTime(playhead);
     syncScroll();
-    drawPath(t1);
+    pathSoon();
+  }
+
+  // The side panel's path costs as much as the timeline in some web views: while the view keeps changing
+  // it is drawn at most every 150 ms, and always once more after the last change.
+  let pathAt = -Infinity, pathTimer = 0;
+  function pathSoon() {
+    const wait = pathAt + 150 - performance.now();
+    if (wait <= 0) {
+      clearTimeout(pathTimer);
+      pathTimer = 0;
+      pathAt = performance.now();
+      drawPath(tOf(canvasBox().width));
+    } else if (!pathTimer) {
+      pathTimer = setTimeout(() => { pathTimer = 0; pathSoon(); }, wait);
+    }
   }
 
   function rulerLabel(t, step) {
