@@ -560,7 +560,7 @@ var TL = (function () {
       }
       if (k === 4) { ctx.moveTo(x, mid - r - 1); ctx.lineTo(x + r + 1, mid); ctx.lineTo(x, mid + r + 1); ctx.lineTo(x - r - 1, mid); ctx.closePath(); } else ctx.arc(x, mid, r, 0, Math.PI * 2);
       if (isPress(e)) ctx.fill(); else ctx.stroke();
-    }, shift, k === 0 ? 1 : 2);  // marks 8 pixels wide overlap just as well every other column
+    }, shift, k === 0 ? 1 : 4);  // marks 8 pixels wide still overlap when one is drawn every 4 columns
     ctx.lineWidth = 1;
   }
 
