@@ -456,7 +456,22 @@ var TL = (function () {
     });
     $('readout').textContent = fmtTime(Math.max(0, view.t0)) + ' – ' + fmtTime(t1) + '  ·  playhead ' + fmtTime(playhead);
     syncScroll();
-    drawPath(t1);
+    pathSoon();
+  }
+
+  // The side panel's path costs as much as the timeline in some web views: while the view keeps changing
+  // it is drawn at most every 150 ms, and always once more after the last change.
+  let pathAt = -Infinity, pathTimer = 0;
+  function pathSoon() {
+    const wait = pathAt + 150 - performance.now();
+    if (wait <= 0) {
+      clearTimeout(pathTimer);
+      pathTimer = 0;
+      pathAt = performance.now();
+      drawPath(tOf(canvasBox().width));
+    } else if (!pathTimer) {
+      pathTimer = setTimeout(() => { pathTimer = 0; pathSoon(); }, wait);
+    }
   }
 
   function rulerLabel(t, step) {
@@ -545,7 +560,7 @@ var TL = (function () {
       }
       if (k === 4) { ctx.moveTo(x, mid - r - 1); ctx.lineTo(x + r + 1, mid); ctx.lineTo(x, mid + r + 1); ctx.lineTo(x - r - 1, mid); ctx.closePath(); } else ctx.arc(x, mid, r, 0, Math.PI * 2);
       if (isPress(e)) ctx.fill(); else ctx.stroke();
-    }, shift, k === 0 ? 1 : 2);  // marks 8 pixels wide overlap just as well every other column
+    }, shift, k === 0 ? 1 : 4);  // marks 8 pixels wide still overlap when one is drawn every 4 columns
     ctx.lineWidth = 1;
   }
 
