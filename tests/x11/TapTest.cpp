@@ -408,6 +408,39 @@ TEST_F(TapTest, ARecordingKeepsThePausesOfInputThatTheTapGotLate) {
     }
 }
 
+// Every key that a VK types on the default keymap, typed by the user during a recording, is recorded as a
+// VK that types the same key again when the macro is replayed.
+TEST_F(TapTest, EveryTypableKeyRecordsAsAVkThatReplaysTheSameKey) {
+    g_HotkeysEnabled = false;  // the hotkeys' keys too
+    Settle();
+    std::vector<int> codes;
+    for (int vk = 1; vk < 256; ++vk) {
+        const int code = VkToPlatformKeyCode(vk);
+        if (code >= 0 && std::find(codes.begin(), codes.end(), code) == codes.end()) codes.push_back(code);
+    }
+    ASSERT_GE(codes.size(), 100u);
+    StartRecording();
+    for (int code : codes) {
+        UserKey(code, true);
+        UserKey(code, false);
+    }
+    Settle();
+    StopRecording();
+    for (int code : codes) {  // the lock keys are turned off again for the tests after this one
+        const std::string sym = KeysymAt(code);
+        if (sym == "Caps_Lock" || sym == "Num_Lock" || sym == "Scroll_Lock") Tap(code, 10ms);
+    }
+    const auto events = Recording();
+    ASSERT_EQ(events.size(), 2 * codes.size()) << Describe(events).substr(0, 400);
+    for (size_t i = 0; i < codes.size(); ++i) {
+        const UnifiedEvent& down = events[2 * i];
+        EXPECT_TRUE(down.type == EventKey && down.down);
+        EXPECT_EQ(VkToPlatformKeyCode(down.vk), codes[i])
+            << "key " << codes[i] << " (" << KeysymAt(codes[i]) << ") recorded as VK " << down.vk;
+        EXPECT_EQ(events[2 * i + 1].vk, down.vk);
+    }
+}
+
 // The program moves the pointer itself (the Spammer's fixed point, playback) between two moves of the
 // user's relative mouse: the user's next move is recorded where the pointer really went, not from the
 // point that the user's earlier moves had led to.
