@@ -209,6 +209,7 @@ test('keys nudge, walk, delete, duplicate, pause, copy and paste, each undone in
   await page.keyboard.press('p');
   await page.fill('#ask-input', '1');
   await page.click('#ask-ok');
+  await page.waitForFunction(() => TL.events().at(-1)[1] !== 2);  // the pause goes in once the dialog has closed
   assert.deepEqual((await events(page)).map((e) => e[1]), [0, 0.1, 0.5, 0.6, 1, 1.2, 2.5, 3]);
   await page.keyboard.press('Control+z');
   assert.deepEqual(await events(page), MACRO);
