@@ -47,24 +47,6 @@ bool QueryPointer(Display* d, int& x, int& y, bool& leftDown) {
     return true;
 }
 
-// Moves the window's outer frame to (x, y), through the window manager when there is one.
-void MoveFrame(Display* d, Window xid, bool wm, int x, int y) {
-    if (wm) {
-        XEvent ev{};
-        ev.xclient.type = ClientMessage;
-        ev.xclient.window = xid;
-        ev.xclient.message_type = XInternAtom(d, "_NET_MOVERESIZE_WINDOW", False);
-        ev.xclient.format = 32;
-        ev.xclient.data.l[0] = NorthWestGravity | (1 << 8) | (1 << 9) | (2 << 12);  // x and y only
-        ev.xclient.data.l[1] = x;
-        ev.xclient.data.l[2] = y;
-        XSendEvent(d, DefaultRootWindow(d), False, SubstructureRedirectMask | SubstructureNotifyMask, &ev);
-    } else {
-        XMoveWindow(d, xid, x, y);
-    }
-    XFlush(d);
-}
-
 // Takes the pointer for `d`. The press that started the drag left GDK holding it (the implicit grab of
 // a press), which is let go first; the grab is retried for a moment while that reaches the server.
 bool GrabPointer(Display* d, Display* gdk, Cursor cursor) {
@@ -116,7 +98,7 @@ bool PlatformRunChildWindowDrag(void* window, const std::function<bool(int, int)
     const bool wm = HasWindowManager(d);
     bool over = false;
     const auto follow = [&](int x, int y) {
-        MoveFrame(d, w.xid, wm, originX + x - startX, originY + y - startY);
+        MoveFrame(w, originX + x - startX, originY + y - startY, wm);
         const bool now = overTarget(x, y);
         if (now != over) {
             over = now;

@@ -81,24 +81,42 @@ std::vector<ScreenArea> Screens(void* window) {
     return out;
 }
 
-// Moves the outer frame's top-left corner to (x, y) and sets the client size.
+namespace {
+
+// Asks the window manager to move the outer frame, and with a size also to resize the client: north-west
+// gravity, so x and y are the frame's corner.
+void SendMoveResize(const XWin& w, int x, int y, int clientW, int clientH) {
+    XEvent ev{};
+    ev.xclient.type = ClientMessage;
+    ev.xclient.window = w.xid;
+    ev.xclient.message_type = XInternAtom(w.dpy, "_NET_MOVERESIZE_WINDOW", False);
+    ev.xclient.format = 32;
+    ev.xclient.data.l[0] = NorthWestGravity | (1 << 8) | (1 << 9) | (2 << 12);
+    if (clientW > 0 && clientH > 0) ev.xclient.data.l[0] |= (1 << 10) | (1 << 11);
+    ev.xclient.data.l[1] = x;
+    ev.xclient.data.l[2] = y;
+    ev.xclient.data.l[3] = clientW;
+    ev.xclient.data.l[4] = clientH;
+    XSendEvent(w.dpy, DefaultRootWindow(w.dpy), False, SubstructureRedirectMask | SubstructureNotifyMask, &ev);
+}
+
+}  // namespace
+
 void MoveResizeFrame(void* window, const XWin& w, int x, int y, int clientW, int clientH) {
     gtk_window_set_default_size(GTK_WINDOW(window), clientW, clientH);
     if (HasWindowManager(w.dpy)) {
-        // Through the window manager, with north-west gravity: x and y are the frame's corner.
-        XEvent ev{};
-        ev.xclient.type = ClientMessage;
-        ev.xclient.window = w.xid;
-        ev.xclient.message_type = XInternAtom(w.dpy, "_NET_MOVERESIZE_WINDOW", False);
-        ev.xclient.format = 32;
-        ev.xclient.data.l[0] = NorthWestGravity | (1 << 8) | (1 << 9) | (1 << 10) | (1 << 11) | (2 << 12);
-        ev.xclient.data.l[1] = x;
-        ev.xclient.data.l[2] = y;
-        ev.xclient.data.l[3] = clientW;
-        ev.xclient.data.l[4] = clientH;
-        XSendEvent(w.dpy, DefaultRootWindow(w.dpy), False, SubstructureRedirectMask | SubstructureNotifyMask, &ev);
+        SendMoveResize(w, x, y, clientW, clientH);
     } else {
         XMoveResizeWindow(w.dpy, w.xid, x, y, static_cast<unsigned>(clientW), static_cast<unsigned>(clientH));
+    }
+    XFlush(w.dpy);
+}
+
+void MoveFrame(const XWin& w, int x, int y, bool viaWindowManager) {
+    if (viaWindowManager) {
+        SendMoveResize(w, x, y, 0, 0);
+    } else {
+        XMoveWindow(w.dpy, w.xid, x, y);
     }
     XFlush(w.dpy);
 }

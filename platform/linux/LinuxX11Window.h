@@ -27,5 +27,9 @@ std::vector<ScreenArea> Screens(void* window);
 // Moves the outer frame's top-left corner to (x, y) and sets the client size.
 void MoveResizeFrame(void* window, const XWin& w, int x, int y, int clientW, int clientH);
 
+// Moves the outer frame's top-left corner to (x, y), keeping the size: through the window manager when
+// there is one (the caller knows, from HasWindowManager), else the window itself.
+void MoveFrame(const XWin& w, int x, int y, bool viaWindowManager);
+
 // Adds or removes one _NET_WM_STATE atom through the window manager.
 void SendWmState(const XWin& w, bool add, const char* state);

@@ -26,25 +26,6 @@ bool VisibleArea(GtkWidget* widget, GdkRectangle& area) {
     return area.width > 0 && area.height > 0;
 }
 
-// Moves the outer frame's corner to (x, y): through the window manager (north-west gravity, position
-// only) when there is one, else the window itself.
-void MoveFrame(const XWin& w, int x, int y) {
-    if (HasWindowManager(w.dpy)) {
-        XEvent ev{};
-        ev.xclient.type = ClientMessage;
-        ev.xclient.window = w.xid;
-        ev.xclient.message_type = XInternAtom(w.dpy, "_NET_MOVERESIZE_WINDOW", False);
-        ev.xclient.format = 32;
-        ev.xclient.data.l[0] = NorthWestGravity | (1 << 8) | (1 << 9) | (2 << 12);
-        ev.xclient.data.l[1] = x;
-        ev.xclient.data.l[2] = y;
-        XSendEvent(w.dpy, DefaultRootWindow(w.dpy), False, SubstructureRedirectMask | SubstructureNotifyMask, &ev);
-    } else {
-        XMoveWindow(w.dpy, w.xid, x, y);
-    }
-    XFlush(w.dpy);
-}
-
 struct Centring {
     GtkWidget* window;  // a reference held until done
     int width, height;  // the content size asked for (the allocation may not have caught up yet)
@@ -67,7 +48,8 @@ gboolean CentreWhenFramed(gpointer data) {
         if (e[0] + e[1] + e[2] + e[3] == 0 && HasWindowManager(w.dpy) && ++c->tries < 20) return G_SOURCE_CONTINUE;
         const int frameW = c->width + static_cast<int>(e[0] + e[1]);
         const int frameH = c->height + static_cast<int>(e[2] + e[3]);
-        MoveFrame(w, area.x + std::max(0, (area.width - frameW) / 2), area.y + std::max(0, (area.height - frameH) / 2));
+        MoveFrame(w, area.x + std::max(0, (area.width - frameW) / 2), area.y + std::max(0, (area.height - frameH) / 2),
+                  HasWindowManager(w.dpy));
     }
     g_object_unref(widget);
     delete c;
