@@ -64,6 +64,7 @@ void ShutDown() {
     Wake(g_KeySpamWake);
     Wake(g_PlaybackWake);
     WakeTimelineWatcher();
+    WakeSessionAutosave();
 
     for (auto& t : g_Threads) {
         if (t.joinable()) t.join();

@@ -1,6 +1,7 @@
 #include "persist/SessionFile.h"
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <mutex>
 #include <string_view>
@@ -203,15 +204,28 @@ void SnapshotActiveProfileSettings() {
     }
 }
 
+namespace {
+
+std::mutex g_AutosaveMutex;
+std::condition_variable g_AutosaveCv;
+
+}  // namespace
+
 void SessionAutosaveThread() {
     if (!g_AppRunning) return;
-    int steps = 0;
-    while (g_AppRunning) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        if (!g_AppRunning) break;
-        if (++steps >= 50) {
-            steps = 0;
-            SaveSessionState();
-        }
+    std::unique_lock<std::mutex> lock(g_AutosaveMutex);
+    for (;;) {
+        // One wake-up per save, not a look every tenth of a second: the app's end wakes it at once.
+        const auto due = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        if (g_AutosaveCv.wait_until(lock, due, [] { return !g_AppRunning; })) break;
+        lock.unlock();
+        SaveSessionState();
+        lock.lock();
     }
+}
+
+void WakeSessionAutosave() {
+    // Through the mutex: a thread between its test of g_AppRunning and its wait can't miss this.
+    { std::lock_guard<std::mutex> lock(g_AutosaveMutex); }
+    g_AutosaveCv.notify_all();
 }

@@ -32,5 +32,7 @@ void EnsureDefaultProfileExists();
 // Stores the per-profile settings text in the active profile.
 void SnapshotActiveProfileSettings();
 
-// Thread body: a save every five seconds while the app runs, none after it stops.
+// Thread body: a save every five seconds while the app runs, none after it stops. WakeSessionAutosave,
+// after g_AppRunning was cleared, ends its wait at once.
 void SessionAutosaveThread();
+void WakeSessionAutosave();

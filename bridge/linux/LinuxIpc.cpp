@@ -1,5 +1,6 @@
 // The socket of the IPC channel on Linux: an AF_UNIX stream socket in the data folder, peers known by
 // SO_PEERCRED and the executable that /proc shows for them.
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -21,6 +22,7 @@
 namespace {
 
 int g_ListenFd = -1;
+int g_StopPipe[2] = {-1, -1};  // a byte in it ends the server's wait
 std::thread g_IpcThread;
 std::atomic<bool> g_IpcRunning{false};
 std::atomic<bool> g_IpcAvailable{false};
@@ -85,9 +87,8 @@ void Serve(int fd) {
 void ServerLoop() {
     PlatformNameThread("QVN ipc server");
     while (g_IpcRunning) {
-        // The time-out is how soon a stop is seen.
-        pollfd p{g_ListenFd, POLLIN, 0};
-        if (poll(&p, 1, 200) <= 0) continue;
+        pollfd p[2] = {{g_ListenFd, POLLIN, 0}, {g_StopPipe[0], POLLIN, 0}};
+        if (poll(p, 2, -1) <= 0 || p[1].revents) continue;
         const int fd = accept4(g_ListenFd, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) continue;
         Serve(fd);
@@ -113,6 +114,11 @@ bool PlatformStartIpcServer(void (*handler)(std::string_view message)) {
         close(fd);
         return false;
     }
+    if (pipe2(g_StopPipe, O_CLOEXEC) != 0) {
+        unlink(addr.sun_path);
+        close(fd);
+        return false;
+    }
     g_ListenFd = fd;
     g_IpcHandler = handler;
     g_IpcRunning = true;
@@ -123,7 +129,13 @@ bool PlatformStartIpcServer(void (*handler)(std::string_view message)) {
 
 void PlatformStopIpcServer() {
     if (!g_IpcRunning.exchange(false)) return;
+    const char stop = 1;
+    (void)!write(g_StopPipe[1], &stop, 1);
     if (g_IpcThread.joinable()) g_IpcThread.join();
+    for (int& end : g_StopPipe) {
+        close(end);
+        end = -1;
+    }
     sockaddr_un addr{};
     if (FillAddress(addr)) unlink(addr.sun_path);
     close(g_ListenFd);

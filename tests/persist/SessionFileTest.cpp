@@ -165,6 +165,7 @@ TEST_F(SessionFileTest, AutosaveEveryFiveSecondsAndNotAfterStopping) {
 
     g_AppRunning = false;
     const auto stopAt = std::chrono::steady_clock::now();
+    WakeSessionAutosave();
     autosave.join();
     EXPECT_LT(std::chrono::steady_clock::now() - stopAt, std::chrono::milliseconds(500));
     g_AppRunning = true;
