@@ -22,16 +22,18 @@ wait_for() {  # wait_for seconds command...
 
 has_main_window() { [ -n "$(main_windows)" ]; }
 
-# Screenshots the screen into $1 until window $2 shows more than $3 colours (the web process paints a
-# second or more after the window maps, longer on a loaded machine), for up to $4 seconds.
+# Screenshots the screen into $1 until window $2 shows more than $3 colours and black is no longer its
+# main colour (the web process paints a second or more after the window maps, longer on a loaded machine;
+# until then the window is black but for a few lines of GTK's), for up to $4 seconds.
 shoot_painted() {
-  local shot=$1 win=$2 min=$3 secs=$4
+  local shot=$1 win=$2 min=$3 secs=$4 main
   local deadline=$(( $(date +%s) + secs ))
   eval "$(xdotool getwindowgeometry --shell "$win")"
   while :; do
     import -window root "$shot"
     colours=$(convert "$shot" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -unique-colors -format '%w' info:)
-    [ "$colours" -gt "$min" ] && return 0
+    main=$(convert "$shot" -crop "${WIDTH}x${HEIGHT}+${X}+${Y}" -format %c histogram:info:- | sort -rn | head -n1)
+    [ "$colours" -gt "$min" ] && [[ "$main" != *"#000000"* ]] && return 0
     [ "$(date +%s)" -ge "$deadline" ] && return 1
     sleep 0.5
   done
