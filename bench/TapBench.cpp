@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "core/AppState.h"
+#include "core/Wake.h"
 #include "engine/Recorder.h"
 #include "engine/Signals.h"
 #include "input/InputTap.h"
@@ -122,6 +123,7 @@ int main() {
     vkPlay = 0;
     vkKeySpamHotkey = 0;
     g_HotkeyLockEnabled = false;
+    InputSettingsChanged();
     const int key = VkToPlatformKeyCode(vkAutoClicker);
     std::vector<double> answerUs;
     for (int i = 0; i < 500; ++i) {

@@ -148,6 +148,7 @@ std::string BindResetHotkeys() {
     vkAutoClicker = kDefaultVkAutoClicker;
     vkKeySpamHotkey = kDefaultVkKeySpamHotkey;
     vkUnlock = kDefaultVkUnlock;
+    InputSettingsChanged();
     return "";
 }
 

@@ -80,10 +80,12 @@ void HandleIpcCommand(const std::string& command, const std::string& payload) {
         g_PanelHoverActive = payload == "1";
     } else if (command == "pickLocation") {
         isPickingLocation = true;  // the Spammer panel's "Pick point" in a window of its own
+        InputSettingsChanged();
     } else if (command == "reassignKey") {
         for (const ReassignWord& w : kReassignWords) {
             if (payload == w.word) currentReassign = w.code;
         }
+        InputSettingsChanged();
         WakeSignalProcessor();
     } else if (command == "setHoldMode") {
         ApplyHoldMode(payload);

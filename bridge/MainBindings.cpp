@@ -83,6 +83,7 @@ void BindMainWindow(WebView& w) {
         {"pickLocation",
          [](const std::string&) {
              isPickingLocation = true;
+             InputSettingsChanged();
              return std::string();
          }},
         {"popOutPanel", BindPopOutPanel},

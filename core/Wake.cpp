@@ -20,6 +20,18 @@ void WakeAutoClickThread() { Wake(g_AutoClickWake); }
 void WakeKeySpamThread() { Wake(g_KeySpamWake); }
 void WakePlaybackThread() { Wake(g_PlaybackWake); }
 
+namespace {
+
+std::atomic<void (*)()> g_InputSettingsWaker{nullptr};
+
+}  // namespace
+
+void SetInputSettingsWaker(void (*waker)()) { g_InputSettingsWaker = waker; }
+
+void InputSettingsChanged() {
+    if (const auto waker = g_InputSettingsWaker.load()) waker();
+}
+
 void WaitForWake(WakeEvent& ev) {
     std::unique_lock<std::mutex> lock(ev.mutex);
     if (ev.signalled.exchange(false)) return;

@@ -24,6 +24,12 @@ void WakeAutoClickThread();
 void WakeKeySpamThread();
 void WakePlaybackThread();
 
+// Tells the input tap that a hotkey, the hotkey lock, a key capture or the point picking changed, so that
+// it moves its grabs at once; it doesn't look for such changes by itself more than twice a second. The tap
+// installs its waker while it runs; without one this does nothing. Callable from any thread.
+void SetInputSettingsWaker(void (*waker)());
+void InputSettingsChanged();
+
 // Sleeps until the event is signalled or the application stops; consumes the signal.
 void WaitForWake(WakeEvent& ev);
 

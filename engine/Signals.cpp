@@ -32,6 +32,7 @@ void ApplyCapturedKey() {
     }
     currentReassign = 0;
     capturedReassignKey = 0;
+    InputSettingsChanged();
 }
 
 void StartNewRecording() {
@@ -205,6 +206,7 @@ std::string BindReassignKey(const std::string& arg) {
     for (const auto& w : kWords) {
         if (word == w.word) {
             currentReassign = w.code;
+            InputSettingsChanged();
             break;
         }
     }

@@ -6,6 +6,7 @@
 #include "core/AppState.h"
 #include "core/BindArgs.h"
 #include "core/Numbers.h"
+#include "core/Wake.h"
 #include "persist/Settings.h"
 #include "platform/Platform.h"
 #include "platform/Window.h"
@@ -159,6 +160,7 @@ void LoadAppSettingsFromText(const std::string& text) {
             g_SavedMaximized = flag;
         }
     }
+    InputSettingsChanged();  // hotkeys on or off, the lock
 }
 
 std::string BuildAppSettingsText() {
@@ -225,9 +227,11 @@ std::string BindSetAppSetting(const std::string& arg) {
         g_StartMinimized = value;
     } else if (key == "hotkeysEnabled") {
         g_HotkeysEnabled = value;
+        InputSettingsChanged();
     } else if (key == "hotkeyLock") {
         g_HotkeyLockEnabled = value;
         g_HotkeysUnlocked = true;
+        InputSettingsChanged();
     } else if (key == "stopToolsWithMacro") {
         g_StopToolsWithMacro = value;
     } else if (key == "disableAnimations") {

@@ -5,6 +5,7 @@
 #include "core/AppState.h"
 #include "core/Limits.h"
 #include "core/Numbers.h"
+#include "core/Wake.h"
 
 namespace {
 
@@ -157,7 +158,9 @@ void DeserializeKeySpamTargetList(const std::string& text) {
     keySpamTargetCount = count;
 }
 
-void DeserializeSettings(const std::string& text) {
+namespace {
+
+void ReadSettingsFields(const std::string& text) {
     const std::vector<std::string> f = SplitString(text, ',');
     if (f.size() < 23) return;
     GroupReader r(f);
@@ -200,6 +203,13 @@ void DeserializeSettings(const std::string& text) {
 
     // Group E: the unlock key.
     if (f.size() > 35) r.Int(35, vkUnlock);
+}
+
+}  // namespace
+
+void DeserializeSettings(const std::string& text) {
+    ReadSettingsFields(text);
+    InputSettingsChanged();  // the hotkeys may have changed
 }
 
 void DeserializeProfileSettings(const std::string& text) {

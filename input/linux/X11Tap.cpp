@@ -23,6 +23,7 @@
 #include <X11/extensions/record.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -39,13 +40,16 @@
 #include "core/AppState.h"
 #include "core/Hotkeys.h"
 #include "core/Threads.h"
+#include "core/Wake.h"
 #include "input/InputTap.h"
 #include "input/Keys.h"
 #include "input/OwnEventMarks.h"
 
 namespace {
 
-constexpr int kSettingsCheckMs = 20;          // how soon a changed hotkey or capture moves the grabs
+// A changed hotkey or capture wakes the tap (InputSettingsChanged); it also looks by itself this often, in
+// case a change came by a way that doesn't say so.
+constexpr int kSettingsCheckMs = 500;
 constexpr int64_t kWatchdogNs = 100'000'000;  // a device frozen this long is replayed
 constexpr int kRecentPresses = 16;
 constexpr int64_t kFrozenWaitNs = 50'000'000;   // a frozen press waits this long for its raw event
@@ -136,6 +140,18 @@ struct Judged {
     bool swallow = false;
     bool used = true;
 };
+
+// Written to wake the tap for a changed setting. Made once and kept open for the process's life: a waker on
+// another thread may still be writing to it while the tap stops.
+int SettingsWakeFd() {
+    static const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return fd;
+}
+
+void WakeTapForSettings() {
+    const uint64_t one = 1;
+    (void)!write(SettingsWakeFd(), &one, sizeof one);
+}
 
 // A grab's press whose raw event hasn't been judged yet; the device waits, frozen.
 struct Frozen {
@@ -708,10 +724,11 @@ int PollTimeoutMs() {
 void TapThreadMain() {
     PlatformNameThread("QVN input tap");
     PlatformRaiseThreadPriority();
-    pollfd fds[4] = {{ConnectionNumber(g.raw), POLLIN, 0},
+    pollfd fds[5] = {{ConnectionNumber(g.raw), POLLIN, 0},
                      {ConnectionNumber(g.grab), POLLIN, 0},
                      {g.stopPipe[0], POLLIN, 0},
-                     {g.record ? ConnectionNumber(g.record) : -1, POLLIN, 0}};
+                     {g.record ? ConnectionNumber(g.record) : -1, POLLIN, 0},
+                     {SettingsWakeFd(), POLLIN, 0}};
     for (;;) {
         ApplyGrabs();
         // A repeat comes before the release that ends it: the server's presses are taken first.
@@ -726,8 +743,12 @@ void TapThreadMain() {
             g.readPointAtNs = 0;
             if (isRecording && bRecordMouseMovement) ReadRealPoint();
         }
-        if (poll(fds, 4, PollTimeoutMs()) < 0 && errno != EINTR) break;
+        if (poll(fds, 5, PollTimeoutMs()) < 0 && errno != EINTR) break;
         if (fds[2].revents) break;
+        if (fds[4].revents) {
+            uint64_t count = 0;
+            (void)!read(fds[4].fd, &count, sizeof count);
+        }
     }
     ReleaseAllGrabs();
     if (g.recordContext) {
@@ -843,6 +864,7 @@ bool PlatformStartInputTap() {
     }
     g_TapRunning = true;
     g_TapThread = std::thread(TapThreadMain);
+    SetInputSettingsWaker(WakeTapForSettings);
     g_WatchdogThread = std::thread(WatchdogMain, g.grab, g.keyboardId, g.pointerId);
     return true;
 }
@@ -850,6 +872,7 @@ bool PlatformStartInputTap() {
 void PlatformStopInputTap() {
     std::lock_guard<std::mutex> lock(g_TapStartMutex);
     if (!g_TapRunning.exchange(false)) return;
+    SetInputSettingsWaker(nullptr);
     const char stop = 1;
     (void)!write(g.stopPipe[1], &stop, 1);
     g_TapThread.join();

@@ -5,10 +5,13 @@
 
 #include <csignal>
 
+#include "bridge/Ipc.h"
 #include "bridge/MainBindings.h"
 #include "bridge/StatusDocuments.h"
 #include "core/AppState.h"
 #include "core/BindArgs.h"
+#include "core/Wake.h"
+#include "engine/Signals.h"
 #include "persist/AppSettings.h"
 #include "persist/Settings.h"
 #include "tests/fakes/Fakes.h"
@@ -169,6 +172,30 @@ TEST_F(BindingsTest, StatusDocumentAndThePoll) {
     kill(alive, SIGKILL);
     waitpid(alive, nullptr, 0);
     g_ActiveChildProcesses.clear();
+}
+
+// The input tap looks for changed hotkeys only twice a second by itself: every way that changes what it
+// must grab tells it at once.
+std::atomic<int> g_TapToldTimes{0};
+
+TEST_F(BindingsTest, EveryChangeOfWhatTheTapGrabsTellsTheTap) {
+    SetInputSettingsWaker([] { ++g_TapToldTimes; });
+    const std::function<void()> changes[] = {
+        [] { BindSetAppSetting("[\"hotkeysEnabled,0\"]"); },
+        [] { BindSetAppSetting("[\"hotkeyLock,1\"]"); },
+        [] { BindResetHotkeys(); },
+        [] { BindReassignKey("[\"auto\"]"); },
+        [] { HandleIpcCommand("reassignKey", "rec"); },
+        [] { HandleIpcCommand("pickLocation", ""); },
+        [] { LoadAppSettingsFromText("hotkeysEnabled=1\n"); },
+        [] { DeserializeSettings(SerializeSettings()); },  // a profile's or an import's hotkeys
+    };
+    for (size_t i = 0; i < std::size(changes); ++i) {
+        g_TapToldTimes = 0;
+        changes[i]();
+        EXPECT_GE(g_TapToldTimes, 1) << "change " << i;
+    }
+    SetInputSettingsWaker(nullptr);
 }
 
 TEST(JsonArgTest, FirstStringDecoded) {

@@ -51,6 +51,11 @@ void Click(int button) {
 // The grabs follow the settings within a few tens of milliseconds, and the window's lines come a little
 // after the server sent them.
 void Settle() { std::this_thread::sleep_for(120ms); }
+// After the test wrote the shared settings itself: the bindings that write them tell the tap so.
+void Changed() {
+    InputSettingsChanged();
+    Settle();
+}
 
 std::vector<UnifiedEvent> Recording() {
     std::lock_guard<std::mutex> lock(profileMutex);
@@ -115,7 +120,7 @@ protected:
         g_HoldModeKeySpam = false;
         autoClickIntervalMs = 200;  // the Spammer's clicks stay few
         autoClickIntervalSecs = 0;
-        Settle();
+        Changed();
         g_Window.Clear();
     }
     void TearDown() override {
@@ -193,14 +198,14 @@ TEST_F(TapTest, WhileAHotkeyIsHeldTheToolsOutputAndOtherKeysReachTheWindow) {
     g_HoldModeAuto = true;
     autoClickIntervalMs = 20;
     autoClickRepeatMode = 1;
-    Settle();
+    Changed();
     UserButton(2, true);
     ASSERT_TRUE(WaitUntil([] { return isAutoClicking.load(); }));
     std::this_thread::sleep_for(500ms);
     UserButton(2, false);
     ASSERT_TRUE(WaitUntil([] { return !isAutoClicking; }));
     vkAutoClicker = kDefaultVkAutoClicker;
-    Settle();
+    Changed();
     EXPECT_GE(g_Window.Count("ButtonPress 1 "), 10u);
     EXPECT_EQ(g_Window.Count("ButtonPress 2 "), 0u);
     EXPECT_TRUE(NothingHeld());
@@ -237,7 +242,7 @@ TEST_F(TapTest, AfterTheWatchdogHotkeysAndTypingStillWork) {
 TEST_F(TapTest, WithTheLockClosedTheHotkeyReachesTheWindowAndTheRecording) {
     g_HotkeyLockEnabled = true;
     g_HotkeysUnlocked = false;
-    Settle();
+    Changed();
     StartRecording();
     const int f6 = Code(117);
     Tap(f6);
@@ -412,7 +417,7 @@ TEST_F(TapTest, ARecordingKeepsThePausesOfInputThatTheTapGotLate) {
 // VK that types the same key again when the macro is replayed.
 TEST_F(TapTest, EveryTypableKeyRecordsAsAVkThatReplaysTheSameKey) {
     g_HotkeysEnabled = false;  // the hotkeys' keys too
-    Settle();
+    Changed();
     std::vector<int> codes;
     for (int vk = 1; vk < 256; ++vk) {
         const int code = VkToPlatformKeyCode(vk);
@@ -517,7 +522,7 @@ TEST_F(TapTest, ReassignCapturesTheNextKeyWithoutPassingItOn) {
 
 TEST_F(TapTest, PickingKeepsThePointAndTheReleaseReachesTheWindow) {
     isPickingLocation = true;
-    Settle();
+    Changed();
     UserMoveTo(321, 234);
     Click(1);
     ASSERT_TRUE(WaitUntil([] { return !isPickingLocation; }));
@@ -530,7 +535,7 @@ TEST_F(TapTest, PickingKeepsThePointAndTheReleaseReachesTheWindow) {
 
     // A right click cancels, and is kept from the window too.
     isPickingLocation = true;
-    Settle();
+    Changed();
     g_Window.Clear();
     Click(3);
     ASSERT_TRUE(WaitUntil([] { return !isPickingLocation; }));
