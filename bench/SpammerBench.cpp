@@ -1,7 +1,7 @@
 // The Spammer at its 1 ms setting against `xdotool click --repeat 1000 --delay 1`, side by side on one
-// display: clicks per second and timing as an observer on the server sees them, the wait error measured on
-// our own injection timestamps, processor time for each, and this process's processor time while idle.
-// Runs inside scripts/xvfb-session.sh.
+// display: clicks per second and timing as an observer on the server sees them, the wait error (the period
+// less 1 ms) measured on our own injection timestamps, processor time for each, and this process's processor time while
+// idle. Runs inside scripts/xvfb-session.sh.
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput2.h>
 #include <poll.h>
@@ -193,12 +193,12 @@ int main() {
         std::vector<double> waitErrorUs, roundUs, flushUs;
         for (int i = 0; i < n; ++i) {
             if (g_Stamps[i].press) {
-                pressNs.push_back(g_Stamps[i].ns);
-                // The wait begins once the release before it has gone out.
-                if (i > 0 && !g_Stamps[i - 1].press) {
+                // The Spammer keeps a beat: each press is due one interval after the one before it.
+                if (!pressNs.empty()) {
                     waitErrorUs.push_back(
-                        std::abs(static_cast<double>(g_Stamps[i].ns - g_Stamps[i - 1].flushedNs) / 1e3 - 1000.0));
+                        std::abs(static_cast<double>(g_Stamps[i].ns - pressNs.back()) / 1e3 - 1000.0));
                 }
+                pressNs.push_back(g_Stamps[i].ns);
             } else if (i > 0 && g_Stamps[i - 1].press) {
                 roundUs.push_back(static_cast<double>(g_Stamps[i].flushedNs - g_Stamps[i - 1].ns) / 1e3);
             }
@@ -208,7 +208,7 @@ int main() {
         std::printf(
             "  injection: %zu presses, %.0f clicks/s\n", pressNs.size(),
             static_cast<double>(pressNs.size() - 1) / (static_cast<double>(pressNs.back() - pressNs.front()) / 1e9));
-        PrintSpread("wait error (release sent to next press - 1 ms):", waitErrorUs);
+        PrintSpread("wait error (press to next press - 1 ms):", waitErrorUs);
         PrintSpread("round (press request to release sent):", roundUs);
         PrintSpread("one request and its flush:", flushUs);
         PrintObserved(observer.Take());

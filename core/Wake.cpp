@@ -76,29 +76,55 @@ void NoteWakeLateness(double lateNs) {
     t_WakeLatenessNs = estimate < 0 ? 0 : estimate > kSpinNs ? static_cast<double>(kSpinNs) : estimate;
 }
 
-void WaitIntervalOrWake(WakeEvent& ev, double ms) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point start = Clock::now();
-    const double wanted = ms * 1e6;
-    // NaN and negative intervals wait for nothing.
-    const int64_t total = wanted > 0 ? static_cast<int64_t>(std::fmin(wanted, kLongestWaitNs)) : 0;
-    const Clock::time_point end = start + std::chrono::nanoseconds(total);
-    const Clock::time_point coarse = end - std::chrono::nanoseconds(FinalSpinNs());
+namespace {
 
+using Clock = std::chrono::steady_clock;
+
+// NaN and negative intervals wait for nothing.
+int64_t IntervalNs(double ms) {
+    const double wanted = ms * 1e6;
+    return wanted > 0 ? static_cast<int64_t>(std::fmin(wanted, kLongestWaitNs)) : 0;
+}
+
+int64_t SteadyNs(Clock::time_point t) {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(t.time_since_epoch()).count();
+}
+
+// Waits until `end`; false when a wake or the application's stop ended the wait first.
+bool WaitUntilOrWake(WakeEvent& ev, Clock::time_point end) {
+    const Clock::time_point coarse = end - std::chrono::nanoseconds(FinalSpinNs());
     if (Clock::now() < coarse) {
         std::unique_lock<std::mutex> lock(ev.mutex);
         for (;;) {
-            if (ev.signalled.exchange(false)) return;
-            if (!g_AppRunning) return;
+            if (ev.signalled.exchange(false)) return false;
+            if (!g_AppRunning) return false;
             if (ev.cv.wait_until(lock, coarse) == std::cv_status::timeout) break;
         }
         NoteWakeLateness(static_cast<double>(std::chrono::nanoseconds(Clock::now() - coarse).count()));
-        if (ev.signalled.exchange(false) || !g_AppRunning) return;
+        if (ev.signalled.exchange(false) || !g_AppRunning) return false;
     }
 
     while (Clock::now() < end) {
-        if (ev.signalled.exchange(false)) return;
-        if (!g_AppRunning) return;
+        if (ev.signalled.exchange(false)) return false;
+        if (!g_AppRunning) return false;
         std::this_thread::yield();
     }
+    return true;
+}
+
+}  // namespace
+
+void WaitIntervalOrWake(WakeEvent& ev, double ms) {
+    WaitUntilOrWake(ev, Clock::now() + std::chrono::nanoseconds(IntervalNs(ms)));
+}
+
+void StartBeat(Beat& beat) { beat.lastNs = SteadyNs(Clock::now()); }
+
+void WaitBeatOrWake(WakeEvent& ev, Beat& beat, double ms) {
+    const int64_t interval = IntervalNs(ms);
+    const int64_t now = SteadyNs(Clock::now());
+    int64_t end = beat.lastNs + interval;
+    if (beat.lastNs == 0 || end + interval <= now) end = now + (beat.lastNs == 0 ? interval : 0);
+    const bool whole = WaitUntilOrWake(ev, Clock::time_point(std::chrono::nanoseconds(end)));
+    beat.lastNs = whole ? end : SteadyNs(Clock::now());
 }

@@ -40,6 +40,17 @@ void WaitForWake(WakeEvent& ev);
 // millisecond.
 void WaitIntervalOrWake(WakeEvent& ev, double ms);
 
+// The steady beat of a tool that repeats an action: each wait ends one interval after the end of the last
+// one, not one interval after the action, so that the action's own time doesn't stretch the period. A
+// beat missed by a whole interval or more (a stalled machine) starts afresh from now rather than catching
+// up with a burst. A wake or the application's stop ends a wait early; the beat then starts afresh.
+struct Beat {
+    int64_t lastNs = 0;  // the steady clock at the end of the last wait; 0 before the first
+};
+// At the first action of a run.
+void StartBeat(Beat& beat);
+void WaitBeatOrWake(WakeEvent& ev, Beat& beat, double ms);
+
 // The final spin of this thread's waits in nanoseconds, as above; for a thread that paces itself with sleeps
 // of its own (playback) and spins through the end of each.
 int64_t FinalSpinNs();

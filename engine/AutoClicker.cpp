@@ -33,6 +33,7 @@ void AutoClickerThread() {
     PlatformNameThread("QVN autoclicker");
     PlatformRaiseThreadPriority();
     bool idle = true;
+    Beat beat;
     while (g_AppRunning) {
         if (!isAutoClicking) {
             currentClickCount = 0;
@@ -43,6 +44,7 @@ void AutoClickerThread() {
         if (idle) {
             idle = false;
             MeterRunStarts(g_SpammerMeter);
+            StartBeat(beat);
         }
         // Compared before the click, so a repeat count of 0 clicks nothing. Every click is complete by now:
         // nothing is left to release.
@@ -65,8 +67,9 @@ void AutoClickerThread() {
         }
         currentClickCount.fetch_add(1);
         MeterCount(g_SpammerMeter, clicks, ToolClockNs());
-        WaitIntervalOrWake(g_AutoClickWake, ToolIntervalMs(autoClickIntervalHours, autoClickIntervalMins,
-                                                           autoClickIntervalSecs, autoClickIntervalMs));
+        WaitBeatOrWake(
+            g_AutoClickWake, beat,
+            ToolIntervalMs(autoClickIntervalHours, autoClickIntervalMins, autoClickIntervalSecs, autoClickIntervalMs));
     }
 }
 

@@ -28,6 +28,7 @@ void KeySpammerThread() {
     // The next target in sequence mode. It outlives a stop, so the next run goes on where this one ended.
     int position = 0;
     bool idle = true;
+    Beat beat;
     while (g_AppRunning) {
         if (!isKeySpamming) {
             currentKeySpamCount = 0;
@@ -39,6 +40,7 @@ void KeySpammerThread() {
             idle = false;
             NotifyTimelineAutomationState(true);
             MeterRunStarts(g_KeySpamMeter);
+            StartBeat(beat);
         }
         if (keySpamRepeatMode == 0 && currentKeySpamCount >= keySpamRepeatTimes) {
             isKeySpamming = false;
@@ -65,8 +67,9 @@ void KeySpammerThread() {
         }
         currentKeySpamCount.fetch_add(1);
         MeterCount(g_KeySpamMeter, presses, ToolClockNs());
-        WaitIntervalOrWake(g_KeySpamWake, ToolIntervalMs(keySpamIntervalHours, keySpamIntervalMins, keySpamIntervalSecs,
-                                                         keySpamIntervalMs));
+        WaitBeatOrWake(
+            g_KeySpamWake, beat,
+            ToolIntervalMs(keySpamIntervalHours, keySpamIntervalMins, keySpamIntervalSecs, keySpamIntervalMs));
     }
 }
 

@@ -40,6 +40,29 @@ TEST_F(WakeTest, WaitsTheIntervalFromTheCall) {
     }
 }
 
+// A tool's action takes time of its own: the beat keeps the period at the interval all the same, and after a
+// stall it goes on from now instead of making up for the lost beats at once.
+TEST_F(WakeTest, TheBeatKeepsThePeriodAndDoesNotBurstAfterAStall) {
+    Beat beat;
+    const auto t = Clock::now();
+    StartBeat(beat);
+    for (int i = 0; i < 10; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(8));  // the action
+        WaitBeatOrWake(g_AutoClickWake, beat, 20.0);
+    }
+    const double took = MsSince(t);
+    EXPECT_GE(took, 200.0);
+    EXPECT_LT(took, 250.0);  // a wait of the interval after each action would take 280 ms
+
+    std::this_thread::sleep_for(std::chrono::milliseconds(70));  // a stall of three and a half beats
+    auto w = Clock::now();
+    WaitBeatOrWake(g_AutoClickWake, beat, 20.0);
+    EXPECT_LT(MsSince(w), 5.0);  // overdue: at once
+    w = Clock::now();
+    WaitBeatOrWake(g_AutoClickWake, beat, 20.0);
+    EXPECT_GE(MsSince(w), 15.0);  // and then a whole beat, not the ones that were missed
+}
+
 TEST_F(WakeTest, AWakeBetweenWaitsIsNotLost) {
     for (double ms : {60000.0, 0.4}) {  // in the sleep, and in the final spin
         WakeAutoClickThread();
