@@ -1,5 +1,6 @@
 #include "bridge/WebView.h"
 
+#include "bridge/DirectCalls.h"
 #include "bridge/webview_api.h"
 #include "core/BindArgs.h"
 
@@ -11,6 +12,19 @@ struct WebView::Binding {
 
 namespace {
 
+// No exception may cross the library's C frames: a failing binding rejects the page's promise.
+int RunSync(const WebView::SyncFn& fn, const std::string& args, std::string& result) {
+    try {
+        result = fn(args);
+        return 0;
+    } catch (const std::exception& e) {
+        result = JsonEscapeForBind(e.what());
+    } catch (...) {
+        result = "\"internal error\"";
+    }
+    return 1;
+}
+
 void OnBoundCall(const char* id, const char* req, void* arg) {
     auto* b = static_cast<WebView::Binding*>(arg);
     const std::string callId = id ? id : "";
@@ -19,14 +33,9 @@ void OnBoundCall(const char* id, const char* req, void* arg) {
         b->async(callId, args);
         return;
     }
-    // No exception may cross the library's C frames: a failing binding rejects the page's promise.
-    try {
-        b->owner->resolve(callId, 0, b->sync(args));
-    } catch (const std::exception& e) {
-        b->owner->resolve(callId, 1, JsonEscapeForBind(e.what()));
-    } catch (...) {
-        b->owner->resolve(callId, 1, "\"internal error\"");
-    }
+    std::string result;
+    const int status = RunSync(b->sync, args, result);
+    b->owner->resolve(callId, status, result);
 }
 
 void OnDispatch(webview_t, void* arg) {
@@ -36,9 +45,15 @@ void OnDispatch(webview_t, void* arg) {
 
 }  // namespace
 
-WebView::WebView(bool debug) : handle_(webview_create(debug ? 1 : 0, nullptr)) {}
+WebView::WebView(bool debug) : handle_(webview_create(debug ? 1 : 0, nullptr)) {
+    if (handle_) {
+        direct_ = OpenDirectCalls(browser(), [this](const std::string& name, const std::string& args,
+                                                    std::string& result) { return answer(name, args, result); });
+    }
+}
 
 WebView::~WebView() {
+    CloseDirectCalls(direct_);
     if (handle_) webview_destroy(handle_);
 }
 
@@ -91,6 +106,12 @@ void WebView::bind_async(const std::string& name, AsyncFn fn) {
 void WebView::resolve(const std::string& id, int status, const std::string& result) {
     // The library must never be given a null result; "" resolves with undefined.
     if (handle_) webview_return(handle_, id.c_str(), status, result.c_str());
+}
+
+int WebView::answer(const std::string& name, const std::string& args, std::string& result) {
+    const auto it = bindings_.find(name);
+    if (it == bindings_.end() || !it->second->sync) return -1;
+    return RunSync(it->second->sync, args, result);
 }
 
 void WebView::dispatch(std::function<void()> fn) {

@@ -14,7 +14,7 @@
     document.addEventListener(type, () => { Q.lastTouchAt = Date.now(); }, true);
   }
   async function poll() {
-    const s = await Q.call('getTrackerStatus');
+    const s = await Q.query('getTrackerStatus');
     if (s && typeof s === 'object') {
       const text = JSON.stringify(s);
       const now = Date.now();
