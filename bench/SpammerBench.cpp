@@ -21,6 +21,7 @@
 
 #include "app/Master.h"
 #include "core/AppState.h"
+#include "core/Threads.h"
 #include "core/Wake.h"
 #include "engine/AutoClicker.h"
 #include "input/Keys.h"
@@ -74,6 +75,8 @@ struct Observer {
         return true;
     }
     void Run() {
+        // As promptly scheduled as the Spammer's thread: the observer's own lateness would read as the clicks'.
+        PlatformRaiseThreadPriority();
         pollfd p{ConnectionNumber(dpy), POLLIN, 0};
         while (!stop) {
             if (!XPending(dpy) && poll(&p, 1, 20) <= 0) continue;
