@@ -8,6 +8,7 @@
 #include "macro/MacroImport.h"
 #include "macro/MacroScanCheck.h"
 #include "platform/Platform.h"
+#include "platform/StartupChecks.h"
 #include "update/Update.h"
 
 int main(int argc, char** argv) {
@@ -37,9 +38,11 @@ int main(int argc, char** argv) {
             std::fputs(report.c_str(), stdout);
             return status;
         }
-        case RunMode::Timeline: return RunTimelineEditorWindow(cl.timelineMasterPid);
-        case RunMode::Child: return RunChildMode(cl.childArg);
-        case RunMode::Master: break;
+        default: break;
     }
+    // What is left shows a web page.
+    PlatformPrepareWebEngine();
+    if (cl.mode == RunMode::Timeline) return RunTimelineEditorWindow(cl.timelineMasterPid);
+    if (cl.mode == RunMode::Child) return RunChildMode(cl.childArg);
     return RunMaster(cl.files);
 }

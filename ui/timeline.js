@@ -50,6 +50,19 @@ var TL = (function () {
       return undefined;
     }
   }
+  // The macro's document, megabytes of it, comes through the web engine's own message channel where the
+  // native side opened one: the library's way makes a script of it that the page must compile first.
+  const direct = window.webkit && window.webkit.messageHandlers && window.webkit.messageHandlers.qvnCall;
+  async function callDirect(name, ...args) {
+    if (!direct || !has(name)) return call(name, ...args);
+    try {
+      const text = await direct.postMessage([name, JSON.stringify(args)]);
+      return typeof text === 'string' && text !== '' ? JSON.parse(text) : undefined;
+    } catch (e) {
+      say(String(e && e.message ? e.message : e), true);
+      return undefined;
+    }
+  }
   const sleep = (ms) => new Promise((r) => setTimeout(r, ms));
 
   // 32 hexadecimal digits from the platform's random source.
@@ -1065,7 +1078,7 @@ var TL = (function () {
     const shown = setTimeout(() => { $('loading').hidden = false; }, 250);
     const slow = setTimeout(() => { $('loading-text').textContent = 'Waiting for Quorvane… (it answers when a profile is selected)'; }, 3000);
     await call('tlRequestLoad', nonce);
-    const text = await pollFor(() => call('tlReadLoad', nonce), 30, () => gone);
+    const text = await pollFor(() => callDirect('tlReadLoad', nonce), 30, () => gone);
     clearTimeout(shown); clearTimeout(slow);
     $('loading').hidden = true;
     $('loading-text').textContent = 'Loading the macro…';
