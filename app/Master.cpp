@@ -8,6 +8,7 @@
 #include "app/OpenedFiles.h"
 #include "bridge/Ipc.h"
 #include "bridge/MainBindings.h"
+#include "bridge/ViewScripts.h"
 #include "bridge/WebView.h"
 #include "core/AppState.h"
 #include "core/Threads.h"
@@ -95,15 +96,11 @@ int RunMaster(const std::vector<std::string>& files) {
             PlatformCloseOpenDialogs();  // and wakes the loop, which then sees the terminate
         });
         g_MasterWindow = w.window();
-        // False once the window is destroyed (its close button) or the loop has ended: a script queued
+        // Gone once the window is destroyed (its close button) or the loop has ended: a script queued
         // before that is dropped rather than run against a web view that is going away.
-        auto viewAlive = std::make_shared<std::atomic<bool>>(true);
-        g_MasterEvalFn.Set([&w, viewAlive](const std::string& script) {
-            if (!*viewAlive) return;
-            w.dispatch([&w, script, viewAlive] {
-                if (*viewAlive) w.eval(script);
-            });
-        });
+        const ViewScripts scripts([&w](std::function<void()> task) { w.dispatch(std::move(task)); },
+                                  [&w](const std::string& script) { w.eval(script); });
+        g_MasterEvalFn.Set([scripts](const std::string& script) { scripts.Run(script); });
         w.set_title(kWindowTitle);
         w.set_size(420, 560, SizeHint::None);
         w.init(kDocumentStartScript);
@@ -125,8 +122,8 @@ int RunMaster(const std::vector<std::string>& files) {
         } else {
             PlatformBringToFront(window);
         }
-        PlatformInstallLifecycleHooks(window, SaveGeometry, [viewAlive] {
-            *viewAlive = false;
+        PlatformInstallLifecycleHooks(window, SaveGeometry, [scripts] {
+            scripts.ViewGone();
             g_MasterWindow = nullptr;  // the placement was saved on the close request; nothing reads it now
         });
         PlatformInstallSessionLockHook(InputTapOnSessionLocked);
@@ -140,7 +137,7 @@ int RunMaster(const std::vector<std::string>& files) {
 
         w.run();
 
-        *viewAlive = false;
+        scripts.ViewGone();
         CancelUpdates();
         SaveGeometry();  // only while the window exists: a closed one saved its placement as it closed
         PlatformInstallQuitHandler(nullptr);

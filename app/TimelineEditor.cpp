@@ -7,6 +7,7 @@
 #include "bridge/InlineVendorScripts.h"
 #include "bridge/MainBindings.h"
 #include "bridge/TimelineBindings.h"
+#include "bridge/ViewScripts.h"
 #include "bridge/WebView.h"
 #include "core/Threads.h"
 #include "platform/Platform.h"
@@ -28,8 +29,8 @@ void SaveTimelineWindowSize(void* window) {
 }
 
 // "QVN timeline poll": hands the master's automation state to the page as it changes, and notices a
-// master that has gone (within 2 s). Touches the page only through dispatch.
-void PollThread(WebView& w, const std::atomic<bool>& running, int masterPid) {
+// master that has gone (within 2 s). Touches the page only through its scripts, which end with the view.
+void PollThread(WebView& w, const ViewScripts& scripts, const std::atomic<bool>& running, int masterPid) {
     PlatformNameThread("QVN timeline poll");
     PlatformRaiseThreadPriority();
     const std::string statePath = TimelineDataFilePath("timeline-state.txt");
@@ -41,13 +42,13 @@ void PollThread(WebView& w, const std::atomic<bool>& running, int masterPid) {
             const std::string script = TimelineStateScript(text, last, busy);
             if (!script.empty()) {
                 g_TimelineAutomationBusy = busy;
-                w.dispatch([&w, script] { w.eval(script); });
+                scripts.Run(script);
             }
         }
         if (pass % 200 == 0 && !PlatformProcessIsThisApp(masterPid)) {
             // With unsaved edits the page tells the user, who may still copy the work; without, it closes.
             if (g_TimelineDirty.exchange(false)) {
-                w.dispatch([&w] { w.eval(kTimelineMasterGoneScript); });
+                scripts.Run(kTimelineMasterGoneScript);
             } else {
                 w.terminate();
             }
@@ -110,10 +111,15 @@ int RunTimelineEditorWindow(int masterPid) {
             SaveTimelineWindowSize(window);
             w.terminate();
         });
+        const ViewScripts scripts([&w](std::function<void()> task) { w.dispatch(std::move(task)); },
+                                  [&w](const std::string& script) { w.eval(script); });
+        PlatformInstallLifecycleHooks(
+            window, [] {}, [scripts] { scripts.ViewGone(); });
         std::atomic<bool> running{true};
-        std::thread poll(PollThread, std::ref(w), std::cref(running), masterPid);
+        std::thread poll(PollThread, std::ref(w), std::cref(scripts), std::cref(running), masterPid);
         w.set_html(TimelineUiDocument(PlatformResourceDir()));
         w.run();
+        scripts.ViewGone();
         running = false;
         poll.join();
         PlatformInstallQuitHandler(nullptr);
