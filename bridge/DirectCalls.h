@@ -8,8 +8,8 @@
 #include <functional>
 #include <string>
 
-// Answers one call: 0 with the result's JSON, 1 with the JSON of a failure's sentence, -1 for a name that
-// isn't bound for immediate answers.
+// Answers one call: 0 with the result's JSON, 1 with a failure's sentence, -1 for a name that isn't bound
+// for immediate answers.
 using DirectCallAnswer = std::function<int(const std::string& name, const std::string& args, std::string& result)>;
 
 // Opens the channel on a web engine view (a WebKitWebView); null when it can't be opened. Each answer runs

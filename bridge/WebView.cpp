@@ -12,15 +12,16 @@ struct WebView::Binding {
 
 namespace {
 
-// No exception may cross the library's C frames: a failing binding rejects the page's promise.
+// No exception may cross the library's C frames: a failing binding rejects the page's promise. 0 with the
+// result's JSON, 1 with the failure's sentence.
 int RunSync(const WebView::SyncFn& fn, const std::string& args, std::string& result) {
     try {
         result = fn(args);
         return 0;
     } catch (const std::exception& e) {
-        result = JsonEscapeForBind(e.what());
+        result = e.what();
     } catch (...) {
-        result = "\"internal error\"";
+        result = "internal error";
     }
     return 1;
 }
@@ -35,7 +36,7 @@ void OnBoundCall(const char* id, const char* req, void* arg) {
     }
     std::string result;
     const int status = RunSync(b->sync, args, result);
-    b->owner->resolve(callId, status, result);
+    b->owner->resolve(callId, status, status == 0 ? result : JsonEscapeForBind(result));
 }
 
 void OnDispatch(webview_t, void* arg) {

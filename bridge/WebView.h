@@ -39,8 +39,8 @@ public:
     void resolve(const std::string& id, int status, const std::string& result);
 
     // Answers a call of a name bound with bind() that came by another way than the library's (the web
-    // engine's own message channel, see DirectCalls.h): 0 with the result's JSON, 1 with the JSON of a
-    // failure's sentence, -1 when no such name is bound with bind().
+    // engine's own message channel, see DirectCalls.h): 0 with the result's JSON, 1 with a failure's
+    // sentence, -1 when no such name is bound with bind().
     int answer(const std::string& name, const std::string& args, std::string& result);
 
     // Runs fn on the UI thread; callable from any thread.

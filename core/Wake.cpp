@@ -32,6 +32,12 @@ void InputSettingsChanged() {
     if (const auto waker = g_InputSettingsWaker.load()) waker();
 }
 
+void WaitForWakeAtMost(WakeEvent& ev, int ms) {
+    std::unique_lock<std::mutex> lock(ev.mutex);
+    ev.cv.wait_for(lock, std::chrono::milliseconds(ms), [&ev] { return ev.signalled.load() || !g_AppRunning; });
+    ev.signalled = false;
+}
+
 void WaitForWake(WakeEvent& ev) {
     std::unique_lock<std::mutex> lock(ev.mutex);
     if (ev.signalled.exchange(false)) return;
@@ -124,7 +130,11 @@ void WaitBeatOrWake(WakeEvent& ev, Beat& beat, double ms) {
     const int64_t interval = IntervalNs(ms);
     const int64_t now = SteadyNs(Clock::now());
     int64_t end = beat.lastNs + interval;
-    if (beat.lastNs == 0 || end + interval <= now) end = now + (beat.lastNs == 0 ? interval : 0);
+    if (beat.lastNs == 0) {
+        end = now + interval;  // no beat yet
+    } else if (end + interval <= now) {
+        end = now;  // a whole beat missed: at once, and on from here
+    }
     const bool whole = WaitUntilOrWake(ev, Clock::time_point(std::chrono::nanoseconds(end)));
     beat.lastNs = whole ? end : SteadyNs(Clock::now());
 }

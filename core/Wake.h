@@ -32,6 +32,9 @@ void InputSettingsChanged();
 
 // Sleeps until the event is signalled or the application stops; consumes the signal.
 void WaitForWake(WakeEvent& ev);
+// The same for at most `ms` milliseconds, for a thread that also acts on a period of its own. No final spin:
+// for waits whose end needn't be exact.
+void WaitForWakeAtMost(WakeEvent& ev, int ms);
 
 // Waits `ms` milliseconds on the steady clock from the moment of the call, or less when `ev` is signalled
 // (the signal is consumed) or the application stops. Sleeps until shortly before the end and yields the

@@ -1,7 +1,6 @@
 #include "persist/SessionFile.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <mutex>
 #include <string_view>
@@ -11,6 +10,7 @@
 #include "core/AppState.h"
 #include "core/Notices.h"
 #include "core/Numbers.h"
+#include "core/Wake.h"
 #include "persist/EventLine.h"
 #include "persist/Settings.h"
 #include "platform/Platform.h"
@@ -206,26 +206,16 @@ void SnapshotActiveProfileSettings() {
 
 namespace {
 
-std::mutex g_AutosaveMutex;
-std::condition_variable g_AutosaveCv;
+WakeEvent g_AutosaveWake;
 
 }  // namespace
 
 void SessionAutosaveThread() {
-    if (!g_AppRunning) return;
-    std::unique_lock<std::mutex> lock(g_AutosaveMutex);
-    for (;;) {
-        // One wake-up per save, not a look every tenth of a second: the app's end wakes it at once.
-        const auto due = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        if (g_AutosaveCv.wait_until(lock, due, [] { return !g_AppRunning; })) break;
-        lock.unlock();
-        SaveSessionState();
-        lock.lock();
+    // One wake-up per save, not a look every tenth of a second: the app's end wakes it at once.
+    while (g_AppRunning) {
+        WaitForWakeAtMost(g_AutosaveWake, 5000);
+        if (g_AppRunning) SaveSessionState();
     }
 }
 
-void WakeSessionAutosave() {
-    // Through the mutex: a thread between its test of g_AppRunning and its wait can't miss this.
-    { std::lock_guard<std::mutex> lock(g_AutosaveMutex); }
-    g_AutosaveCv.notify_all();
-}
+void WakeSessionAutosave() { Wake(g_AutosaveWake); }

@@ -1,11 +1,11 @@
 #include "timeline/AutomationWatch.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <mutex>
 
 #include "core/AppState.h"
 #include "core/Threads.h"
+#include "core/Wake.h"
 #include "timeline/EditorProcess.h"
 #include "timeline/TimelineExchange.h"
 
@@ -48,19 +48,11 @@ void NotifyTimelineAutomationState(bool wait) {
 
 namespace {
 
-std::mutex g_WatchMutex;
-std::condition_variable g_WatchCv;
-bool g_WatchWoken = false;
+WakeEvent g_WatcherWake;
 
 }  // namespace
 
-void WakeTimelineWatcher() {
-    {
-        std::lock_guard<std::mutex> lock(g_WatchMutex);
-        g_WatchWoken = true;
-    }
-    g_WatchCv.notify_one();
-}
+void WakeTimelineWatcher() { Wake(g_WatcherWake); }
 
 void TimelineAutomationWatcherThread() {
     PlatformNameThread("QVN timeline state");
@@ -75,10 +67,7 @@ void TimelineAutomationWatcherThread() {
         }
         // Every 15 ms while an editor runs. Without one the app is idle here: an editor that comes asks for
         // its macro (or is started by us), which wakes this thread; the second's look is for one that hasn't.
-        std::unique_lock<std::mutex> lock(g_WatchMutex);
-        g_WatchCv.wait_for(lock, std::chrono::milliseconds(editor ? kTimelineWatchMs : kTimelineIdleWatchMs),
-                           [] { return g_WatchWoken || !g_AppRunning; });
-        g_WatchWoken = false;
+        WaitForWakeAtMost(g_WatcherWake, editor ? kTimelineWatchMs : kTimelineIdleWatchMs);
     }
 }
 

@@ -41,10 +41,11 @@ var TL = (function () {
 
   // ---- Calls into the native side ---------------------------------------------------------------------
   const has = (name) => typeof window[name] === 'function';
-  async function call(name, ...args) {
+  const call = (name, ...args) => answer(name, () => window[name](...args));
+  async function answer(name, ask) {
     if (!has(name)) return undefined;
     try {
-      return await window[name](...args);
+      return await ask();
     } catch (e) {
       say(String(e && e.message ? e.message : e), true);
       return undefined;
@@ -53,16 +54,10 @@ var TL = (function () {
   // The macro's document, megabytes of it, comes through the web engine's own message channel where the
   // native side opened one: the library's way makes a script of it that the page must compile first.
   const direct = window.webkit && window.webkit.messageHandlers && window.webkit.messageHandlers.qvnCall;
-  async function callDirect(name, ...args) {
-    if (!direct || !has(name)) return call(name, ...args);
-    try {
-      const text = await direct.postMessage([name, JSON.stringify(args)]);
-      return typeof text === 'string' && text !== '' ? JSON.parse(text) : undefined;
-    } catch (e) {
-      say(String(e && e.message ? e.message : e), true);
-      return undefined;
-    }
-  }
+  const callDirect = (name, ...args) => (!direct ? call(name, ...args) : answer(name, async () => {
+    const text = await direct.postMessage([name, JSON.stringify(args)]);
+    return typeof text === 'string' && text !== '' ? JSON.parse(text) : undefined;
+  }));
   const sleep = (ms) => new Promise((r) => setTimeout(r, ms));
 
   // 32 hexadecimal digits from the platform's random source.

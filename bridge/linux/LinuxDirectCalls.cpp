@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "bridge/DirectCalls.h"
-#include "core/BindArgs.h"
 
 namespace {
 
@@ -46,8 +45,7 @@ gboolean OnMessage(WebKitUserContentManager*, JSCValue* message, WebKitScriptMes
         webkit_script_message_reply_return_value(reply, value);
         g_object_unref(value);
     } else if (status == 1) {
-        const std::string sentence = JsonParseField("{\"m\":" + result + "}", "m");
-        webkit_script_message_reply_return_error_message(reply, sentence.c_str());
+        webkit_script_message_reply_return_error_message(reply, result.c_str());
     } else {
         webkit_script_message_reply_return_error_message(reply, ("qvnCall: " + name + " isn't answered here").c_str());
     }

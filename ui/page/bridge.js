@@ -9,30 +9,25 @@ var Q = (function () {
 
   // Calls a bound name. Resolves with its answer, or undefined when the name isn't bound or the call failed
   // (a failure is shown once as a message: the native side rejects with a sentence).
-  Q.call = async function (name, ...args) {
+  Q.call = (name, ...args) => answer(name, () => window[name](...args));
+  async function answer(name, ask) {
     if (!Q.has(name)) return undefined;
     try {
-      return await window[name](...args);
+      return await ask();
     } catch (e) {
       Q.toast(String(e && e.message ? e.message : e), 'error');
       return undefined;
     }
-  };
+  }
 
   // A query asked again and again (the status polls) goes through the web engine's own message channel where
   // the native side opened one: its answer is one message back, where a bound call's answer is a script of
   // its own to compile and run, which at four polls a second was most of what an idle window cost.
   const direct = window.webkit && window.webkit.messageHandlers && window.webkit.messageHandlers.qvnCall;
-  Q.query = async function (name) {
-    if (!direct || !Q.has(name)) return Q.call(name);
-    try {
-      const text = await direct.postMessage([name, '[]']);
-      return typeof text === 'string' && text !== '' ? JSON.parse(text) : undefined;
-    } catch (e) {
-      Q.toast(String(e && e.message ? e.message : e), 'error');
-      return undefined;
-    }
-  };
+  Q.query = (name) => (!direct ? Q.call(name) : answer(name, async () => {
+    const text = await direct.postMessage([name, '[]']);
+    return typeof text === 'string' && text !== '' ? JSON.parse(text) : undefined;
+  }));
 
   Q.$ = (id) => document.getElementById(id);
 
