@@ -3,6 +3,7 @@
 #include "bridge/DirectCalls.h"
 #include "bridge/webview_api.h"
 #include "core/BindArgs.h"
+#include "platform/Window.h"
 
 struct WebView::Binding {
     WebView* owner;
@@ -48,6 +49,7 @@ void OnDispatch(webview_t, void* arg) {
 
 WebView::WebView(bool debug) : handle_(webview_create(debug ? 1 : 0, nullptr)) {
     if (handle_) {
+        PlatformSetWindowBackdrop(window());
         direct_ = OpenDirectCalls(browser(), [this](const std::string& name, const std::string& args,
                                                     std::string& result) { return answer(name, args, result); });
     }

@@ -15,6 +15,10 @@ void PlatformRestoreWindowPlacement(void* window, int x, int y, int width, int h
 // The page's request for a content size, capped to the screen (see ClampContentResize).
 void PlatformResizeWindowClamped(void* window, int width, int height);
 
+// Paints the window in the pages' background colour until its page draws, so that a new window never
+// flashes the toolkit's light default first.
+void PlatformSetWindowBackdrop(void* window);
+
 void PlatformSetAlwaysOnTop(void* window, bool on);
 void PlatformMinimize(void* window);
 

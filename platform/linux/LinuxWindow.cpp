@@ -326,6 +326,20 @@ void PlatformResizeWindowClamped(void* window, int width, int height) {
     if (r) MoveResizeFrame(window, w, r->x, r->y, r->w - decoW, r->h - decoH);
 }
 
+void PlatformSetWindowBackdrop(void* window) {
+    if (!window) return;
+    // The pages' --bg; the web view is transparent until its first frame, which can take a second.
+    static GtkCssProvider* provider = [] {
+        GtkCssProvider* p = gtk_css_provider_new();
+        gtk_css_provider_load_from_data(p, "window.quorvane { background-color: #0e1320; }", -1);
+        return p;
+    }();
+    GtkWidget* widget = GTK_WIDGET(window);
+    gtk_widget_add_css_class(widget, "quorvane");
+    gtk_style_context_add_provider_for_display(gtk_widget_get_display(widget), GTK_STYLE_PROVIDER(provider),
+                                               GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+}
+
 void PlatformSetAlwaysOnTop(void* window, bool on) {
     const XWin w = XWindowOf(window);
     if (w.dpy) SendWmState(w, on, "_NET_WM_STATE_ABOVE");

@@ -49,7 +49,9 @@ check "and kept above others" eval "xprop -id $panel _NET_WM_STATE | grep -q _NE
 check "the tools' settings were handed over" grep -q '"sms":' "$data/panelsettings.txt"
 shoot_painted "$shot" "$panel" 20 40
 geometry "$panel"; px=$X; py=$Y
-check "the panel shows the master's theme (got $(pixel $((px + 4)) $((py + 200))))" near "$(pixel $((px + 4)) $((py + 200)))" 30,22,46
+# The panel's colour at its left edge; the window shows the pages' background until the page draws.
+themed() { grab; near "$(pixel $((px + 4)) $((py + 200)))" "$1"; }
+check "the panel shows the master's theme (got $(pixel $((px + 4)) $((py + 200))))" wait_for 20 themed 30,22,46
 cp "$shot" "$QVN_ARTIFACTS/popped-out.png"
 # How many pixels of the main page's first header differ from the Spammer's.
 header_change() {
@@ -117,8 +119,7 @@ check "the panel pops out again" wait_for 30 has_panel
 panel=$(panels | head -n1); pid=$(xdotool getwindowpid "$panel")
 shoot_painted "$shot" "$panel" 20 40
 geometry "$panel"; px=$X; py=$Y
-themed() { grab; near "$(pixel $((px + 4)) $((py + 200)))" "$1"; }
-check "in the custom theme" themed 30,22,46
+check "in the custom theme" wait_for 20 themed 30,22,46
 rm "$data/themes/Window Test.qvntheme"
 check "it repaints in the default look (got $(grab; pixel $((px + 4)) $((py + 200))))" wait_for 10 themed 22,29,45
 check "and its process is the same one" kill -0 "$pid"
