@@ -19,6 +19,9 @@ shoot_painted "$shot" "$win" 20 30
 pixel() { convert "$shot" -crop "1x1+$((X + $1))+$((Y + $2))" -format '%[fx:int(255*r+0.5)],%[fx:int(255*g+0.5)],%[fx:int(255*b+0.5)]' info:; }
 # WebKit may land a channel one step off the colour asked for.
 near() { awk -F, -v w="$2" 'BEGIN { split(w, e, ",") } { for (i = 1; i <= 3; i++) if ($i - e[i] > 2 || e[i] - $i > 2) exit 1 }' <<< "$1"; }
+# Whether the window's pixel at $1,$2 is now near the colour $3; the page may still be drawing.
+shows() { import -window root "$shot"; near "$(pixel "$1" "$2")" "$3"; }
+wait_for 20 shows 4 300 20,14,34
 check "the page's background is the theme's (got $(pixel 4 300))" near "$(pixel 4 300)" 20,14,34
 check "the Spammer's header shows the skin piece (got $(pixel 220 70))" near "$(pixel 220 70)" 0,150,90
 check "the accent button shows its piece (got $(pixel 40 372))" near "$(pixel 40 372)" 200,40,160
@@ -47,6 +50,7 @@ printf 'minimizedPanels=panel-keyspam,panel-profile,panel-spammer,panel-tracker,
 check "the main window appears again" wait_for 20 has_main_window
 shot="$QVN_ARTIFACTS/folded-window.png"
 shoot_painted "$shot" "$(main_windows | head -n1)" 20 30
+wait_for 20 shows 200 450 20,14,34
 check "the folded panels leave the page's background below them (got $(pixel 200 450))" near "$(pixel 200 450)" 20,14,34
 check "the headers still show (got $(pixel 220 70))" near "$(pixel 220 70)" 0,150,90
 # Its hotkey then does nothing, and the page says why in a toast at the bottom.
