@@ -6,6 +6,7 @@
 #include "core/Wake.h"
 #include "engine/Signals.h"
 #include "input/InputTap.h"
+#include "input/Keys.h"
 #include "persist/AppSettings.h"
 #include "persist/SessionFile.h"
 #include "platform/Platform.h"
@@ -52,6 +53,7 @@ void ShutDown() {
     ProcessSignals();
     PlatformStopInputTap();
     PlatformStopIpcServer();
+    PlatformStopKeysWatch();
 
     {
         std::lock_guard<std::mutex> lock(g_ChildrenMutex);

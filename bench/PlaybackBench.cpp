@@ -114,7 +114,8 @@ int main() {
         Percentile(buttonLateUs, 0.99));
     std::printf("  drift at the end (the last request): %.1f us\n", lateUs.empty() ? 0.0 : lateUs.back());
     std::printf("  the playing thread's processor time: %.1f %% of one core\n", 100.0 * cpuShare);
-    g_AppRunning = false;  // ends the keymap watcher
+    g_AppRunning = false;
+    PlatformStopKeysWatch();
     for (auto& t : g_Threads) t.join();
     return n == static_cast<int>(timedDue.size()) ? 0 : 1;
 }

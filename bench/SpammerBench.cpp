@@ -240,6 +240,7 @@ int main() {
     }
 
     g_AppRunning = false;
+    PlatformStopKeysWatch();
     WakeAutoClickThread();
     for (auto& t : g_Threads) t.join();
     observer.stop = true;

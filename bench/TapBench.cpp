@@ -113,6 +113,7 @@ int main() {
     if (!OpenServerView() || !OpenSimulatedUser() || !PlatformStartInputTap()) {
         std::fprintf(stderr, "bench_tap: needs an X server with XInput 2.2 and Xvfb's devices\n");
         g_AppRunning = false;
+        PlatformStopKeysWatch();
         for (auto& t : g_Threads) t.join();
         return 1;
     }
@@ -167,7 +168,8 @@ int main() {
                 recorded, kMoves - kept, 100.0 * cpu / wall);
 
     PlatformStopInputTap();
-    g_AppRunning = false;  // ends the keymap watcher
+    g_AppRunning = false;
+    PlatformStopKeysWatch();
     for (auto& t : g_Threads) t.join();
     CloseServerView();
     return 0;

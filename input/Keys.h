@@ -45,3 +45,5 @@ std::string PlatformLayoutCharForVk(int vk);
 // Fills the key-code and layout caches and keeps them current: a thread follows keymap and layout
 // changes until the app stops (its handle joins g_Threads). Called once by main, on the first thread.
 void PlatformKeysWatchLayout();
+// Ends that thread's wait once g_AppRunning is false; the caller then joins it.
+void PlatformStopKeysWatch();

@@ -6,6 +6,8 @@
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 #include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 #include <xkbcommon/xkbcommon-x11.h>
 #include <xkbcommon/xkbcommon.h>
 
@@ -307,13 +309,24 @@ void FillCachesOnce() {
     (void)filled;
 }
 
+// Signalled at the app's stop (PlatformStopKeysWatch), so that the watcher sleeps on the X connection alone.
+int StopFd() {
+    static const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    return fd;
+}
+
 void WatchLayout(KeymapReader reader) {
     PlatformNameThread("QVN keymap");
     const int fd = ConnectionNumber(reader.dpy);
     while (g_AppRunning) {
-        // A short poll so that the thread notices the end of the app without a wake of its own.
-        pollfd p{fd, POLLIN, 0};
-        if (!XPending(reader.dpy) && poll(&p, 1, 100) <= 0) continue;
+        // The long time-out only serves a stop that came without its wake.
+        pollfd p[2] = {{fd, POLLIN, 0}, {StopFd(), POLLIN, 0}};
+        if (!XPending(reader.dpy) && poll(p, StopFd() >= 0 ? 2 : 1, StopFd() >= 0 ? 1000 : 100) <= 0) continue;
+        if (p[1].revents & POLLIN) {
+            uint64_t count = 0;
+            (void)!read(StopFd(), &count, sizeof count);
+            continue;
+        }
         bool changed = false;
         while (XPending(reader.dpy)) {
             XEvent e;
@@ -349,6 +362,11 @@ std::string PlatformLayoutCharForVk(int vk) {
     FillCachesOnce();
     std::lock_guard<std::mutex> lock(g_LayoutMutex);
     return g_LayoutCache[static_cast<unsigned>(vk)];
+}
+
+void PlatformStopKeysWatch() {
+    const uint64_t one = 1;
+    if (StopFd() >= 0) (void)!write(StopFd(), &one, sizeof one);
 }
 
 void PlatformKeysWatchLayout() {

@@ -83,3 +83,4 @@ bool PlatformStartInputTap() {
 }
 void PlatformStopInputTap() { g_FakeTapRunning = false; }
 bool PlatformInputTapRunning() { return g_FakeTapRunning; }
+void PlatformStopKeysWatch() {}

@@ -13,12 +13,19 @@
   for (const type of ['change', 'click', 'keydown']) {
     document.addEventListener(type, () => { Q.lastTouchAt = Date.now(); }, true);
   }
+  function parseStatus(text) {
+    try {
+      const s = JSON.parse(text);
+      return s && typeof s === 'object' ? s : null;
+    } catch (e) {
+      return null;
+    }
+  }
   async function poll() {
-    const s = await Q.query('getTrackerStatus');
-    if (s && typeof s === 'object') {
-      const text = JSON.stringify(s);
-      const now = Date.now();
-      if (text !== lastText || now - Q.lastTouchAt < REPUBLISH_MS) {
+    const text = await Q.queryText('getTrackerStatus');
+    if (text !== '' && (text !== lastText || Date.now() - Q.lastTouchAt < REPUBLISH_MS)) {
+      const s = parseStatus(text);
+      if (s) {
         lastText = text;
         Q.publishStatus(s);
       }

@@ -24,10 +24,15 @@ var Q = (function () {
   // the native side opened one: its answer is one message back, where a bound call's answer is a script of
   // its own to compile and run, which at four polls a second was most of what an idle window cost.
   const direct = window.webkit && window.webkit.messageHandlers && window.webkit.messageHandlers.qvnCall;
-  Q.query = (name) => (!direct ? Q.call(name) : answer(name, async () => {
-    const text = await direct.postMessage([name, '[]']);
-    return typeof text === 'string' && text !== '' ? JSON.parse(text) : undefined;
-  }));
+  // The answer's JSON text ('' for none), so that a poller can tell an unchanged answer without parsing it.
+  Q.queryText = async (name) => {
+    if (!direct) {
+      const value = await Q.call(name);
+      return value === undefined ? '' : JSON.stringify(value);
+    }
+    const text = await answer(name, () => direct.postMessage([name, '[]']));
+    return typeof text === 'string' ? text : '';
+  };
 
   Q.$ = (id) => document.getElementById(id);
 
