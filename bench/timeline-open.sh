@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Opening the Timeline Editor on a 100,000-event macro in the real app, under a virtual display with a
 # window manager: from the start of the editor process (as the Tracker's button starts it) to its window on
-# screen, the master's load document written, the page taking it, and the macro painted in the window.
+# screen, the master's load document written, the page taking it, and the macro painted in the window; then
+# the frame rate while the view zooms and scrolls.
 # Run: cmake --build --preset release --target bench_timeline_open, or QVN_BIN=build/release/quorvane
 # [QVN_PAINT_WATCH=build/release/bench/qvn_paint_watch] scripts/xvfb-session.sh --wm -- bench/timeline-open.sh [events]
 source "$(dirname "$0")/../tests/x11/lib.sh"
@@ -79,6 +80,24 @@ echo "to the master's load document written: $(( ${written:-0} - start )) ms"
 echo "to the page having taken it: $(( ${taken:-0} - start )) ms"
 echo "to the macro painted in the window: $(( ${painted:-0} - start )) ms"
 import -window root "$QVN_ARTIFACTS/timeline-open.png"
+
+# Frames that reach the screen while the view moves, counted on a strip of the moves lane: zooming in and out around the
+# whole macro (a wheel step every 15 ms with Ctrl), then scrolling zoomed in (a step every 10 ms).
+if [ -n "${QVN_PAINT_WATCH:-}" ] && [ -n "$win" ]; then
+  eval "$(xdotool getwindowgeometry --shell "$win")"
+  lanes=(--frames $((X + 150)) $((Y + 140)) 300 20 2.5)
+  xdotool mousemove $((X + 350)) $((Y + 200))
+  ( xdotool keydown ctrl; for _ in $(seq 6); do xdotool click --repeat 10 --delay 15 4 click --repeat 10 --delay 15 5; done
+    xdotool keyup ctrl ) & mover=$!
+  echo "zooming in and out over the whole macro: $("$QVN_PAINT_WATCH" "${lanes[@]}")"
+  wait "$mover"
+  xdotool mousemove $((X + 160)) $((Y + 200)) keydown ctrl click --repeat 30 --delay 20 4 keyup ctrl
+  sleep 1
+  xdotool click --repeat 300 --delay 10 5 & mover=$!
+  echo "scrolling zoomed in: $("$QVN_PAINT_WATCH" "${lanes[@]}")"
+  wait "$mover"
+  import -window root "$QVN_ARTIFACTS/timeline-scrolled.png"
+fi
 kill "$watcher" 2>/dev/null
 kill -TERM "$editor" "$app"
 wait_exit "$editor" 15

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 // What the session offers for global input.
 struct InputAccess {
@@ -46,6 +47,19 @@ std::string BootPageDocument(const std::string& text, const std::string& mode);
 // stands for "accessibility"; "input" is true when ready and otherwise says whether posting and watching are
 // both there; "missing" names what is absent: "display", "xtest", "xinput", "wayland", "record".
 std::string PermissionStatusJson(const InputAccess& access, bool ready);
+
+// A variable of the web engine's environment and the value it gets.
+struct EngineSetting {
+    const char* name;
+    const char* value;
+};
+
+// How the web engine should draw on this display, as variables to set before its first view. Without
+// direct rendering (an X server without DRI3: a virtual or remote display) OpenGL is Mesa's rasteriser on
+// the processor, slower than the engine's own drawing there, and so is compositing through it: the engine
+// draws on the processor into one surface. Nothing with direct rendering. A variable the user has set
+// (`isSet`) stands, and so does either compositing variable for the other.
+std::vector<EngineSetting> WebEngineSettings(bool directRendering, const std::function<bool(const char*)>& isSet);
 
 // --- Platform -------------------------------------------------------------------------------------------
 

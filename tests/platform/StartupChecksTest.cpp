@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+
 #include "platform/Platform.h"
 #include "platform/StartupChecks.h"
 #include "tests/fakes/Fakes.h"
@@ -24,6 +26,22 @@ TEST(StartupChecksTest, DecisionTable) {
     EXPECT_EQ(recordCalls, 0);
     EXPECT_EQ(decide(false, false, true), "reset");
     EXPECT_EQ(decide(false, false, false), "permissions");
+}
+
+TEST(StartupChecksTest, WebEngineDrawsOnTheProcessorOnlyWithoutDirectRendering) {
+    const auto names = [](bool direct, std::vector<std::string> set) {
+        std::string out;
+        const auto isSet = [&set](const char* name) { return std::find(set.begin(), set.end(), name) != set.end(); };
+        for (const EngineSetting& s : WebEngineSettings(direct, isSet))
+            out += std::string(s.name) + "=" + s.value + " ";
+        return out;
+    };
+    EXPECT_EQ(names(true, {}), "");
+    EXPECT_EQ(names(false, {}), "WEBKIT_SKIA_ENABLE_CPU_RENDERING=1 WEBKIT_DISABLE_COMPOSITING_MODE=1 ");
+    // The user's own choices stand, also a compositor asked for.
+    EXPECT_EQ(names(false, {"WEBKIT_SKIA_ENABLE_CPU_RENDERING"}), "WEBKIT_DISABLE_COMPOSITING_MODE=1 ");
+    EXPECT_EQ(names(false, {"WEBKIT_FORCE_COMPOSITING_MODE"}), "WEBKIT_SKIA_ENABLE_CPU_RENDERING=1 ");
+    EXPECT_EQ(names(false, {"WEBKIT_DISABLE_COMPOSITING_MODE", "WEBKIT_SKIA_ENABLE_CPU_RENDERING"}), "");
 }
 
 TEST(StartupChecksTest, WebEngineVersions) {
