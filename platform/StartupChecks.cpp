@@ -85,13 +85,14 @@ std::string PermissionStatusJson(const InputAccess& a, bool ready) {
            ",\"ready\":" + Bool(ready) + ",\"missing\":[" + missing + "]}";
 }
 
-std::vector<EngineSetting> WebEngineSettings(bool directRendering, const std::function<bool(const char*)>& isSet) {
-    std::vector<EngineSetting> settings;
+std::vector<DrawingSetting> DrawingSettings(bool directRendering, const std::function<bool(const char*)>& isSet) {
+    std::vector<DrawingSetting> settings;
     if (directRendering) return settings;
     if (!isSet("WEBKIT_SKIA_ENABLE_CPU_RENDERING")) settings.push_back({"WEBKIT_SKIA_ENABLE_CPU_RENDERING", "1"});
     if (!isSet("WEBKIT_DISABLE_COMPOSITING_MODE") && !isSet("WEBKIT_FORCE_COMPOSITING_MODE")) {
         settings.push_back({"WEBKIT_DISABLE_COMPOSITING_MODE", "1"});
     }
+    if (!isSet("GSK_RENDERER")) settings.push_back({"GSK_RENDERER", "cairo"});
     return settings;
 }
 

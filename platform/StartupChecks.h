@@ -48,18 +48,19 @@ std::string BootPageDocument(const std::string& text, const std::string& mode);
 // both there; "missing" names what is absent: "display", "xtest", "xinput", "wayland", "record".
 std::string PermissionStatusJson(const InputAccess& access, bool ready);
 
-// A variable of the web engine's environment and the value it gets.
-struct EngineSetting {
+// A variable of the toolkit's or the web engine's environment and the value it gets.
+struct DrawingSetting {
     const char* name;
     const char* value;
 };
 
-// How the web engine should draw on this display, as variables to set before its first view. Without
+// How the windows should draw on this display, as variables to set before the first window. Without
 // direct rendering (an X server without DRI3: a virtual or remote display) OpenGL is Mesa's rasteriser on
-// the processor, slower than the engine's own drawing there, and so is compositing through it: the engine
-// draws on the processor into one surface. Nothing with direct rendering. A variable the user has set
-// (`isSet`) stands, and so does either compositing variable for the other.
-std::vector<EngineSetting> WebEngineSettings(bool directRendering, const std::function<bool(const char*)>& isSet);
+// the processor, slower there than drawing on the processor directly: the web engine draws with its own
+// rasteriser into one surface without its compositor, and the toolkit puts that on screen with cairo.
+// Nothing with direct rendering. A variable the user has set (`isSet`) stands, and so does either
+// compositing variable for the other.
+std::vector<DrawingSetting> DrawingSettings(bool directRendering, const std::function<bool(const char*)>& isSet);
 
 // --- Platform -------------------------------------------------------------------------------------------
 
@@ -70,7 +71,7 @@ InputAccess PlatformInputAccess();
 void PlatformWebEngineVersion(int& major, int& minor, int& micro);
 
 // Before the first web view of the process, while it has one thread: lets the web engine draw the way that
-// is quickest on this display.
+// is quickest on this display (see DrawingSettings).
 void PlatformPrepareWebEngine();
 
 // Opens the desktop's software updater, when it has one.

@@ -32,16 +32,17 @@ TEST(StartupChecksTest, WebEngineDrawsOnTheProcessorOnlyWithoutDirectRendering) 
     const auto names = [](bool direct, std::vector<std::string> set) {
         std::string out;
         const auto isSet = [&set](const char* name) { return std::find(set.begin(), set.end(), name) != set.end(); };
-        for (const EngineSetting& s : WebEngineSettings(direct, isSet))
-            out += std::string(s.name) + "=" + s.value + " ";
+        for (const DrawingSetting& s : DrawingSettings(direct, isSet)) out += std::string(s.name) + "=" + s.value + " ";
         return out;
     };
     EXPECT_EQ(names(true, {}), "");
-    EXPECT_EQ(names(false, {}), "WEBKIT_SKIA_ENABLE_CPU_RENDERING=1 WEBKIT_DISABLE_COMPOSITING_MODE=1 ");
+    EXPECT_EQ(names(false, {}),
+              "WEBKIT_SKIA_ENABLE_CPU_RENDERING=1 WEBKIT_DISABLE_COMPOSITING_MODE=1 GSK_RENDERER=cairo ");
     // The user's own choices stand, also a compositor asked for.
-    EXPECT_EQ(names(false, {"WEBKIT_SKIA_ENABLE_CPU_RENDERING"}), "WEBKIT_DISABLE_COMPOSITING_MODE=1 ");
-    EXPECT_EQ(names(false, {"WEBKIT_FORCE_COMPOSITING_MODE"}), "WEBKIT_SKIA_ENABLE_CPU_RENDERING=1 ");
-    EXPECT_EQ(names(false, {"WEBKIT_DISABLE_COMPOSITING_MODE", "WEBKIT_SKIA_ENABLE_CPU_RENDERING"}), "");
+    EXPECT_EQ(names(false, {"WEBKIT_SKIA_ENABLE_CPU_RENDERING", "GSK_RENDERER"}), "WEBKIT_DISABLE_COMPOSITING_MODE=1 ");
+    EXPECT_EQ(names(false, {"WEBKIT_FORCE_COMPOSITING_MODE", "GSK_RENDERER"}), "WEBKIT_SKIA_ENABLE_CPU_RENDERING=1 ");
+    EXPECT_EQ(names(false, {"WEBKIT_DISABLE_COMPOSITING_MODE", "WEBKIT_SKIA_ENABLE_CPU_RENDERING"}),
+              "GSK_RENDERER=cairo ");
 }
 
 TEST(StartupChecksTest, WebEngineVersions) {
