@@ -7,9 +7,12 @@ kTitle='^Quorvane \(Pro Version 1\.0\.1\)$'
 failures=0
 passes=0
 
+# A check that took a few seconds says how long, so that a slow step shows in a log that passed.
 check() {  # check "what" command...
-  local what=$1; shift
-  if "$@"; then passes=$((passes + 1)); echo "ok: $what"; else failures=$((failures + 1)); echo "FAILED: $what"; fi
+  local what=$1 began=$SECONDS took=''; shift
+  if "$@"; then passes=$((passes + 1)); result=ok; else failures=$((failures + 1)); result=FAILED; fi
+  [ $((SECONDS - began)) -ge 3 ] && took=" ($((SECONDS - began)) s)"
+  echo "$result: $what$took"
 }
 
 # Prints the ids of our visible main windows.
