@@ -81,15 +81,16 @@ echo "to the page having taken it: $(( ${taken:-0} - start )) ms"
 echo "to the macro painted in the window: $(( ${painted:-0} - start )) ms"
 import -window root "$QVN_ARTIFACTS/timeline-open.png"
 
-# Frames that reach the screen while the view moves, counted on a strip of the moves lane: zooming in and out around the
-# whole macro (a wheel step every 15 ms with Ctrl), then scrolling zoomed in (a step every 10 ms).
+# Frames that reach the screen while the view moves, counted on a strip of the moves lane: zooming in from
+# the whole macro and out again (a Ctrl+wheel step every 10 ms; the direction turns once, since a step
+# back within one frame would leave the strip as it was and count as a missed frame), then scrolling zoomed
+# in (a step every 10 ms).
 if [ -n "${QVN_PAINT_WATCH:-}" ] && [ -n "$win" ]; then
   eval "$(xdotool getwindowgeometry --shell "$win")"
   lanes=(--frames $((X + 150)) $((Y + 140)) 300 20 2.5)
   xdotool mousemove $((X + 350)) $((Y + 200))
-  ( xdotool keydown ctrl; for _ in $(seq 6); do xdotool click --repeat 10 --delay 15 4 click --repeat 10 --delay 15 5; done
-    xdotool keyup ctrl ) & mover=$!
-  echo "zooming in and out over the whole macro: $("$QVN_PAINT_WATCH" "${lanes[@]}")"
+  xdotool keydown ctrl click --repeat 80 --delay 10 4 click --repeat 80 --delay 10 5 keyup ctrl & mover=$!
+  echo "zooming in from the whole macro and out again: $("$QVN_PAINT_WATCH" "${lanes[@]}")"
   wait "$mover"
   xdotool mousemove $((X + 160)) $((Y + 200)) keydown ctrl click --repeat 30 --delay 20 4 keyup ctrl
   sleep 1
