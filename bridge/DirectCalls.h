@@ -2,7 +2,8 @@
 // replies (`window.webkit.messageHandlers.qvnCall.postMessage([name, argsJson])`, a promise of the result's
 // JSON text). An answer there is one message each way; an answer through the webview library is a script of
 // its own that the page has to compile and run, and the status polls (four a second) were most of what an
-// idle window cost that way. The page uses it for its polls where it exists (ui/page/bridge.js, Q.query).
+// idle window cost that way. The page uses it for its polls where it exists (ui/page/bridge.js, Q.queryText)
+// and the Timeline Editor for the macro's document (ui/timeline.js, callDirect).
 #pragma once
 
 #include <functional>

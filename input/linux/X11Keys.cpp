@@ -6,8 +6,6 @@
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 #include <xkbcommon/xkbcommon-x11.h>
 #include <xkbcommon/xkbcommon.h>
 
@@ -20,6 +18,7 @@
 #include "core/AppState.h"
 #include "core/Threads.h"
 #include "input/Keys.h"
+#include "input/linux/WakeFile.h"
 
 namespace {
 
@@ -310,21 +309,20 @@ void FillCachesOnce() {
 }
 
 // Signalled at the app's stop (PlatformStopKeysWatch), so that the watcher sleeps on the X connection alone.
-int StopFd() {
-    static const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    return fd;
+const WakeFile& StopWake() {
+    static const WakeFile file;
+    return file;
 }
 
 void WatchLayout(KeymapReader reader) {
     PlatformNameThread("QVN keymap");
-    const int fd = ConnectionNumber(reader.dpy);
+    // Without an event file the watcher looks for the app's end ten times a second.
+    const int timeoutMs = StopWake().fd() >= 0 ? -1 : 100;
     while (g_AppRunning) {
-        // The long time-out only serves a stop that came without its wake.
-        pollfd p[2] = {{fd, POLLIN, 0}, {StopFd(), POLLIN, 0}};
-        if (!XPending(reader.dpy) && poll(p, StopFd() >= 0 ? 2 : 1, StopFd() >= 0 ? 1000 : 100) <= 0) continue;
-        if (p[1].revents & POLLIN) {
-            uint64_t count = 0;
-            (void)!read(StopFd(), &count, sizeof count);
+        pollfd p[2] = {{ConnectionNumber(reader.dpy), POLLIN, 0}, {StopWake().fd(), POLLIN, 0}};
+        if (!XPending(reader.dpy) && poll(p, 2, timeoutMs) <= 0) continue;
+        if (p[1].revents) {
+            StopWake().Drain();
             continue;
         }
         bool changed = false;
@@ -364,10 +362,7 @@ std::string PlatformLayoutCharForVk(int vk) {
     return g_LayoutCache[static_cast<unsigned>(vk)];
 }
 
-void PlatformStopKeysWatch() {
-    const uint64_t one = 1;
-    if (StopFd() >= 0) (void)!write(StopFd(), &one, sizeof one);
-}
+void PlatformStopKeysWatch() { StopWake().Signal(); }
 
 void PlatformKeysWatchLayout() {
     FillCachesOnce();

@@ -23,7 +23,6 @@
 #include <X11/extensions/record.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -44,6 +43,7 @@
 #include "input/InputTap.h"
 #include "input/Keys.h"
 #include "input/OwnEventMarks.h"
+#include "input/linux/WakeFile.h"
 
 namespace {
 
@@ -141,17 +141,13 @@ struct Judged {
     bool used = true;
 };
 
-// Written to wake the tap for a changed setting. Made once and kept open for the process's life: a waker on
-// another thread may still be writing to it while the tap stops.
-int SettingsWakeFd() {
-    static const int fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    return fd;
+// Written to wake the tap for a changed setting.
+const WakeFile& SettingsWake() {
+    static const WakeFile file;
+    return file;
 }
 
-void WakeTapForSettings() {
-    const uint64_t one = 1;
-    (void)!write(SettingsWakeFd(), &one, sizeof one);
-}
+void WakeTapForSettings() { SettingsWake().Signal(); }
 
 // A grab's press whose raw event hasn't been judged yet; the device waits, frozen.
 struct Frozen {
@@ -728,7 +724,7 @@ void TapThreadMain() {
                      {ConnectionNumber(g.grab), POLLIN, 0},
                      {g.stopPipe[0], POLLIN, 0},
                      {g.record ? ConnectionNumber(g.record) : -1, POLLIN, 0},
-                     {SettingsWakeFd(), POLLIN, 0}};
+                     {SettingsWake().fd(), POLLIN, 0}};
     for (;;) {
         ApplyGrabs();
         // A repeat comes before the release that ends it: the server's presses are taken first.
@@ -745,10 +741,7 @@ void TapThreadMain() {
         }
         if (poll(fds, 5, PollTimeoutMs()) < 0 && errno != EINTR) break;
         if (fds[2].revents) break;
-        if (fds[4].revents) {
-            uint64_t count = 0;
-            (void)!read(fds[4].fd, &count, sizeof count);
-        }
+        if (fds[4].revents) SettingsWake().Drain();
     }
     ReleaseAllGrabs();
     if (g.recordContext) {

@@ -17,10 +17,6 @@ void PlatformPrepareWebEngine() {
     // them 0.4 s sooner than OpenGL on Mesa's, leaving out its compositor another 0.4-0.5 s sooner (zoom
     // frames of 17-18 ms instead of 38), and cairo for the window scrolled at 58 frames a second against 56.
     const auto isSet = [](const char* name) { return std::getenv(name) != nullptr; };
-    if (isSet("WEBKIT_SKIA_ENABLE_CPU_RENDERING") && isSet("WEBKIT_DISABLE_COMPOSITING_MODE") &&
-        isSet("GSK_RENDERER")) {
-        return;
-    }
     Display* display = XOpenDisplay(nullptr);
     if (!display) return;
     int opcode = 0, event = 0, error = 0;

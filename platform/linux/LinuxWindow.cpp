@@ -328,16 +328,18 @@ void PlatformResizeWindowClamped(void* window, int width, int height) {
 
 void PlatformSetWindowBackdrop(void* window) {
     if (!window) return;
-    // The pages' --bg; the web view is transparent until its first frame, which can take a second.
-    static GtkCssProvider* provider = [] {
-        GtkCssProvider* p = gtk_css_provider_new();
-        gtk_css_provider_load_from_data(p, "window.quorvane { background-color: #0e1320; }", -1);
-        return p;
-    }();
     GtkWidget* widget = GTK_WIDGET(window);
+    // The pages' --bg; the web view is transparent until its first frame, which can take a second. One
+    // style for the display, given once; each window takes it through its class.
+    static const bool styled = [widget] {
+        GtkCssProvider* provider = gtk_css_provider_new();
+        gtk_css_provider_load_from_data(provider, "window.quorvane { background-color: #0e1320; }", -1);
+        gtk_style_context_add_provider_for_display(gtk_widget_get_display(widget), GTK_STYLE_PROVIDER(provider),
+                                                   GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+        return true;
+    }();
+    (void)styled;
     gtk_widget_add_css_class(widget, "quorvane");
-    gtk_style_context_add_provider_for_display(gtk_widget_get_display(widget), GTK_STYLE_PROVIDER(provider),
-                                               GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
 }
 
 void PlatformSetAlwaysOnTop(void* window, bool on) {

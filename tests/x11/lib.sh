@@ -9,11 +9,19 @@ passes=0
 
 # A check that took a few seconds says how long, so that a slow step shows in a log that passed.
 check() {  # check "what" command...
-  local what=$1 began=$SECONDS took=''; shift
+  local what=$1 began=$SECONDS took='' result; shift
   if "$@"; then passes=$((passes + 1)); result=ok; else failures=$((failures + 1)); result=FAILED; fi
   [ $((SECONDS - began)) -ge 3 ] && took=" ($((SECONDS - began)) s)"
   echo "$result: $what$took"
 }
+
+# The colour of the pixel at $1,$2 of the screenshot in $shot, as r,g,b.
+pixel_at() { convert "$shot" -crop "1x1+$1+$2" -format '%[fx:int(255*r+0.5)],%[fx:int(255*g+0.5)],%[fx:int(255*b+0.5)]' info:; }
+# Whether the colour $1 is the colour $2; WebKit may land a channel one step off the colour asked for.
+near() { awk -F, -v w="$2" 'BEGIN { split(w, e, ",") } { for (i = 1; i <= 3; i++) if ($i - e[i] > 2 || e[i] - $i > 2) exit 1 }' <<< "$1"; }
+# Screenshots into $shot and tells whether the pixel at $1,$2 is now the colour $3: the page may still be
+# drawing, so callers wait for it (wait_for 20 screen_shows X Y COLOUR).
+screen_shows() { import -window root "$shot"; near "$(pixel_at "$1" "$2")" "$3"; }
 
 # Prints the ids of our visible main windows.
 main_windows() { xdotool search --onlyvisible --name "$kTitle" 2>/dev/null || true; }

@@ -16,11 +16,8 @@ win=$(main_windows | head -n1)
 shot="$QVN_ARTIFACTS/skinned-window.png"
 shoot_painted "$shot" "$win" 20 30
 # The colour of one pixel of the window, as r,g,b.
-pixel() { convert "$shot" -crop "1x1+$((X + $1))+$((Y + $2))" -format '%[fx:int(255*r+0.5)],%[fx:int(255*g+0.5)],%[fx:int(255*b+0.5)]' info:; }
-# WebKit may land a channel one step off the colour asked for.
-near() { awk -F, -v w="$2" 'BEGIN { split(w, e, ",") } { for (i = 1; i <= 3; i++) if ($i - e[i] > 2 || e[i] - $i > 2) exit 1 }' <<< "$1"; }
-# Whether the window's pixel at $1,$2 is now near the colour $3; the page may still be drawing.
-shows() { import -window root "$shot"; near "$(pixel "$1" "$2")" "$3"; }
+pixel() { pixel_at $((X + $1)) $((Y + $2)); }
+shows() { screen_shows $((X + $1)) $((Y + $2)) "$3"; }
 wait_for 20 shows 4 300 20,14,34
 check "the page's background is the theme's (got $(pixel 4 300))" near "$(pixel 4 300)" 20,14,34
 check "the Spammer's header shows the skin piece (got $(pixel 220 70))" near "$(pixel 220 70)" 0,150,90

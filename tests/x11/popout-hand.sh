@@ -6,10 +6,6 @@ data="$XDG_DATA_HOME/Quorvane"
 mkdir -p "$data"
 chmod 700 "$data"
 shot="$QVN_ARTIFACTS/screen.png"
-pixel() { convert "$shot" -crop "1x1+$1+$2" -format '%[fx:int(255*r+0.5)],%[fx:int(255*g+0.5)],%[fx:int(255*b+0.5)]' info:; }
-near() { awk -F, -v w="$2" 'BEGIN { split(w, e, ",") } { for (i = 1; i <= 3; i++) if ($i - e[i] > 2 || e[i] - $i > 2) exit 1 }' <<< "$1"; }
-# Whether the screen's pixel at $1,$2 is now near the colour $3; the page may still be drawing.
-shows() { import -window root "$shot"; near "$(pixel "$1" "$2")" "$3"; }
 
 printf 'nosuchtheme' > "$data/theme.txt"
 "$QVN_BIN" --child 'Spammer|panel-spammer|300|300|nosuchtheme' & lone=$!
@@ -20,8 +16,8 @@ geometry "$(xdotool search --onlyvisible --name '^Quorvane - Solo$' | head -n1)"
 check "and centred on the screen (corner at $X,$Y)" test $((X - 415)) -le 2 -a $((415 - X)) -le 2 -a $((Y - 312)) -le 2 -a $((312 - Y)) -le 2
 geometry "$(panels | head -n1)"
 shoot_painted "$shot" "$(panels | head -n1)" 20 40
-wait_for 20 shows $((X + 4)) $((Y + 200)) 22,29,45
-check "an unknown theme key shows the default look (got $(pixel $((X + 4)) $((Y + 200))))" near "$(pixel $((X + 4)) $((Y + 200)))" 22,29,45
+wait_for 20 screen_shows $((X + 4)) $((Y + 200)) 22,29,45
+check "an unknown theme key shows the default look (got $(pixel_at $((X + 4)) $((Y + 200))))" near "$(pixel_at $((X + 4)) $((Y + 200)))" 22,29,45
 kill -TERM "$lone" "$solo"
 wait_exit "$lone" 10; check "SIGTERM ends a panel cleanly (got $rc)" test "$rc" = 0
 wait_exit "$solo" 10
@@ -35,8 +31,8 @@ for theme in quorvane:22,29,45 daylight:255,255,255 graphite:28,28,30; do
   panel=$(panels | head -n1)
   geometry "$panel"
   shoot_painted "$shot" "$panel" 20 40
-  wait_for 20 shows $((X + 4)) $((Y + 200)) "$colour"
-  check "a panel in $theme paints in it (got $(pixel $((X + 4)) $((Y + 200))))" near "$(pixel $((X + 4)) $((Y + 200)))" "$colour"
+  wait_for 20 screen_shows $((X + 4)) $((Y + 200)) "$colour"
+  check "a panel in $theme paints in it (got $(pixel_at $((X + 4)) $((Y + 200))))" near "$(pixel_at $((X + 4)) $((Y + 200)))" "$colour"
   import -window "$panel" "$QVN_ARTIFACTS/panel-$theme.png"
   kill -TERM "$one"; wait_exit "$one" 10
   wait_for 5 no_panel

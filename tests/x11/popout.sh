@@ -16,10 +16,6 @@ printf 'Window Test' > "$data/theme.txt"
 
 shot="$QVN_ARTIFACTS/screen.png"
 grab() { import -window root "$shot"; }
-# The colour of one screen pixel, as r,g,b.
-pixel() { convert "$shot" -crop "1x1+$1+$2" -format '%[fx:int(255*r+0.5)],%[fx:int(255*g+0.5)],%[fx:int(255*b+0.5)]' info:; }
-# WebKit may land a channel one step off the colour asked for.
-near() { awk -F, -v w="$2" 'BEGIN { split(w, e, ",") } { for (i = 1; i <= 3; i++) if ($i - e[i] > 2 || e[i] - $i > 2) exit 1 }' <<< "$1"; }
 status_has() { grep -q "$1" "$data/status.txt" 2>/dev/null; }
 # A process that has ended; a panel whose master died is reparented, and its zombie may stay unreaped.
 gone() { ! kill -0 "$1" 2>/dev/null || ps -o stat= -p "$1" | grep -q Z; }
@@ -50,8 +46,8 @@ check "the tools' settings were handed over" grep -q '"sms":' "$data/panelsettin
 shoot_painted "$shot" "$panel" 20 40
 geometry "$panel"; px=$X; py=$Y
 # The panel's colour at its left edge; the window shows the pages' background until the page draws.
-themed() { grab; near "$(pixel $((px + 4)) $((py + 200)))" "$1"; }
-check "the panel shows the master's theme (got $(pixel $((px + 4)) $((py + 200))))" wait_for 20 themed 30,22,46
+themed() { screen_shows $((px + 4)) $((py + 200)) "$1"; }
+check "the panel shows the master's theme (got $(pixel_at $((px + 4)) $((py + 200))))" wait_for 20 themed 30,22,46
 cp "$shot" "$QVN_ARTIFACTS/popped-out.png"
 # How many pixels of the main page's first header differ from the Spammer's.
 header_change() {
@@ -74,7 +70,7 @@ sleep 0.5
 kill "$tw"; wait "$tw" 2>/dev/null
 clicks=$(grep -c '^ButtonPress 1 ' "$QVN_ARTIFACTS/clicks.txt" || true)
 check "the test window received the Spammer's clicks ($clicks)" test "$clicks" -ge 3
-stop_lit() { grab; near "$(pixel $((px + 112)) $((py + 320)))" 229,72,77; }
+stop_lit() { grab; near "$(pixel_at $((px + 112)) $((py + 320)))" 229,72,77; }
 check "the panel's status follows: Stop is lit" wait_for 10 stop_lit
 xdotool mousemove $((px + 112)) $((py + 320)) click 1
 check "Stop in the panel stops it in the master" wait_for 10 status_has '"autoClicking":false'
@@ -121,7 +117,7 @@ shoot_painted "$shot" "$panel" 20 40
 geometry "$panel"; px=$X; py=$Y
 check "in the custom theme" wait_for 20 themed 30,22,46
 rm "$data/themes/Window Test.qvntheme"
-check "it repaints in the default look (got $(grab; pixel $((px + 4)) $((py + 200))))" wait_for 10 themed 22,29,45
+check "it repaints in the default look (got $(grab; pixel_at $((px + 4)) $((py + 200))))" wait_for 10 themed 22,29,45
 check "and its process is the same one" kill -0 "$pid"
 
 # Escape docks the panel as well. (The main page is in the default look now: its header is compared with
