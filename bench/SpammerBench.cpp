@@ -214,7 +214,16 @@ int main() {
         PrintSpread("wait error (press to next press - 1 ms):", waitErrorUs);
         PrintSpread("round (press request to release sent):", roundUs);
         PrintSpread("one request and its flush:", flushUs);
-        PrintObserved(observer.Take());
+        const std::vector<int64_t> observed = observer.Take();
+        PrintObserved(observed);
+        // How long each press took from our request to the observer: the server's and the observer's share.
+        if (observed.size() == pressNs.size()) {
+            std::vector<double> transitUs;
+            for (size_t k = 0; k < observed.size(); ++k) {
+                transitUs.push_back(static_cast<double>(observed[k] - pressNs[k]) / 1e3);
+            }
+            PrintSpread("press request to observer:", transitUs);
+        }
         std::printf("  CPU: %.1f %% of one core (%.3f s over %.3f s); allocations during the run: %ld\n",
                     cpu / wall * 100.0, cpu, wall, allocations);
     }
