@@ -108,10 +108,11 @@ int main() {
                 events.back().time, n);
     // Where the latest request was, to find it in a scheduler trace (`perf sched record -k CLOCK_MONOTONIC`).
     const size_t worst = static_cast<size_t>(std::max_element(lateUs.begin(), lateUs.end()) - lateUs.begin());
-    std::printf("  lateness against the due time: p50 %.1f us, p99 %.1f us, max %.1f us (%.3f s into the pass, "
-                "monotonic clock %.6f s)\n",
-                Percentile(lateUs, 0.5), Percentile(lateUs, 0.99), lateUs[worst], timedDue[worst],
-                static_cast<double>(g_Requests[worst]) / 1e9);
+    std::printf(
+        "  lateness against the due time: p50 %.1f us, p99 %.1f us, max %.1f us (%.3f s into the pass, "
+        "monotonic clock %.6f s)\n",
+        Percentile(lateUs, 0.5), Percentile(lateUs, 0.99), lateUs[worst], timedDue[worst],
+        static_cast<double>(g_Requests[worst]) / 1e9);
     std::printf(
         "  keys: p50 %.1f us, p99 %.1f us; buttons (after the move to the click's point): p50 %.1f us, p99 %.1f us\n",
         Percentile(keyLateUs, 0.5), Percentile(keyLateUs, 0.99), Percentile(buttonLateUs, 0.5),
