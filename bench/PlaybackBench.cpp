@@ -11,17 +11,13 @@
 #include <thread>
 #include <vector>
 
+#include "bench/BenchClock.h"
 #include "core/AppState.h"
 #include "core/Threads.h"
 #include "engine/Playback.h"
 #include "input/Keys.h"
 
 namespace {
-
-int64_t NowNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 constexpr int kEvents = 10000;
 int64_t g_Requests[kEvents * 2];
@@ -39,11 +35,6 @@ int64_t PassClock() {
     return now;
 }
 void PassSleep(int64_t ns) { std::this_thread::sleep_for(std::chrono::nanoseconds(ns)); }
-
-double Percentile(std::vector<double> v, double p) {
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
-}
 
 }  // namespace
 
@@ -95,8 +86,15 @@ int main() {
     const int64_t wallBefore = NowNs();
     PlayMacroPass(events, PlaybackClock{PassClock, PassSleep});
     const double cpuShare = (cpu() - cpuBefore) / (static_cast<double>(NowNs() - wallBefore) / 1e9);
+    g_AppRunning = false;
+    PlatformStopKeysWatch();
+    for (auto& t : g_Threads) t.join();
 
     const int n = std::min<int>(g_RequestCount, static_cast<int>(timedDue.size()));
+    if (n == 0) {
+        std::fprintf(stderr, "bench_playback: no key or button request went out (is XTest there?)\n");
+        return 1;
+    }
     std::vector<double> lateUs, keyLateUs, buttonLateUs;
     for (int i = 0; i < n; ++i) {
         const double late =
@@ -117,10 +115,7 @@ int main() {
         "  keys: p50 %.1f us, p99 %.1f us; buttons (after the move to the click's point): p50 %.1f us, p99 %.1f us\n",
         Percentile(keyLateUs, 0.5), Percentile(keyLateUs, 0.99), Percentile(buttonLateUs, 0.5),
         Percentile(buttonLateUs, 0.99));
-    std::printf("  drift at the end (the last request): %.1f us\n", lateUs.empty() ? 0.0 : lateUs.back());
+    std::printf("  drift at the end (the last request): %.1f us\n", lateUs.back());
     std::printf("  the playing thread's processor time: %.1f %% of one core\n", 100.0 * cpuShare);
-    g_AppRunning = false;
-    PlatformStopKeysWatch();
-    for (auto& t : g_Threads) t.join();
     return n == static_cast<int>(timedDue.size()) ? 0 : 1;
 }

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "app/Master.h"
+#include "bench/BenchClock.h"
 #include "core/AppState.h"
 #include "core/Threads.h"
 #include "core/Wake.h"
@@ -31,11 +32,6 @@ extern char** environ;
 namespace {
 
 constexpr int kClicks = 1000;
-
-int64_t NowNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 double ProcessCpuSeconds() {
     timespec ts{};
@@ -101,12 +97,6 @@ struct Observer {
         return out;
     }
 };
-
-double Percentile(std::vector<double> v, double p) {
-    if (v.empty()) return 0;
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
-}
 
 void PrintSpread(const char* what, const std::vector<double>& us) {
     std::printf("  %-44s p50 %7.1f us   p99 %7.1f us   max %8.1f us\n", what, Percentile(us, 0.5), Percentile(us, 0.99),

@@ -18,14 +18,10 @@
 #include <thread>
 #include <vector>
 
+#include "bench/BenchClock.h"
 #include "core/Threads.h"
 
 namespace {
-
-int64_t NowNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 // The kernel's steal ticks over all processors, or -1 where it doesn't say.
 long StealTicks() {
@@ -35,12 +31,6 @@ long StealTicks() {
     if (!(stat >> cpu) || cpu != "cpu") return -1;
     for (long& f : field) stat >> f;
     return stat ? field[7] : -1;
-}
-
-double Percentile(std::vector<double> v, double p) {
-    if (v.empty()) return 0;
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
 }
 
 // The p99 only where every event is in the list (the clock reader keeps only its gaps).

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/BenchClock.h"
 #include "core/AppState.h"
 #include "core/Wake.h"
 #include "engine/Recorder.h"
@@ -30,17 +31,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-int64_t NowNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
 std::atomic<int64_t> g_LastAnswerNs{0};
-
-double Percentile(std::vector<double> v, double p) {
-    std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, static_cast<size_t>(p * static_cast<double>(v.size())))];
-}
 
 // Processor time (user + system) of the thread with this name, in seconds.
 double ThreadCpuSeconds(const char* name) {
